@@ -1,0 +1,53 @@
+#pragma once
+// A failure as the controls see it: a number, a description and the component that raised it.
+// Every layer throws this; guarded procedures hand it to the ErrorReporter, unguarded ones let it
+// reach their caller.
+
+#include <Brennvox10/brennvox10_export.h>
+
+#include <QByteArray>
+#include <QString>
+
+#include <exception>
+
+namespace Brennvox10 {
+
+class BRENNVOX10_EXPORT Failure : public std::exception
+{
+public:
+    Failure(qint32 number, QString description, QString source = QStringLiteral("Brennvox10"));
+
+    qint32 number() const noexcept { return m_number; }
+    const QString &description() const noexcept { return m_description; }
+    const QString &source() const noexcept { return m_source; }
+    const char *what() const noexcept override;
+
+private:
+    qint32 m_number;
+    QString m_description;
+    QString m_source;
+    QByteArray m_what;
+};
+
+// The numbers hosts already know these failures by.
+namespace FailureNumber {
+constexpr qint32 SubscriptOutOfRange = 9;
+constexpr qint32 TypeMismatch = 13;
+constexpr qint32 ObjectNotSet = 91;
+constexpr qint32 InvalidUseOfNull = 94;
+constexpr qint32 ControlArrayElementMissing = 340;
+constexpr qint32 InvalidPropertyValue = 380;
+constexpr qint32 CannotCreateObject = 429;
+constexpr qint32 ItemNotFoundInCollection = 3265;
+constexpr qint32 ProviderNotFound = 3706;
+constexpr qint32 IndexOutOfBounds = 35600;
+constexpr qint32 ElementNotFound = 35601;
+constexpr qint32 KeyNotUnique = 35602;
+constexpr qint32 DatabaseError = -2147467259; // 0x80004005, the provider's generic failure
+constexpr qint32 CommandError = -2147217900;  // 0x80040E14, a SQL text the database rejects
+} // namespace FailureNumber
+
+// Standard failures, with the descriptions hosts expect for those numbers.
+BRENNVOX10_EXPORT Failure failureFor(qint32 number, const QString &source = QStringLiteral("Brennvox10"));
+
+} // namespace Brennvox10

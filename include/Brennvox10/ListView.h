@@ -1,0 +1,187 @@
+#pragma once
+// A report-style list of keyed rows with sub-items, over a QTreeView and a model of our own.
+// Rows are kept compactly as typed cell values and turned into text only when shown, so a list of
+// a million rows costs little more than its data. Collections are 1-based. Positions and sizes are
+// twips (1/1440 inch; 15 twips a pixel at 96 dpi).
+
+#include <Brennvox10/brennvox10_export.h>
+
+#include <QByteArrayView>
+#include <QLocale>
+#include <QMetaType>
+#include <QString>
+#include <QWidget>
+
+#include <memory>
+
+class QTreeView;
+
+namespace Brennvox10 {
+
+class ListView;
+class ListViewPrivate;
+
+// One cell as loaded: a typed value and the pattern it is shown with. Text is UTF-8 and is copied
+// when the cell is stored.
+struct BRENNVOX10_EXPORT CellValue
+{
+    enum class Kind : quint8 { Empty, Text, Integer, Real, DateTime, Boolean };
+    // Default: the value's own text form; Money: "#,##0.00"; Date: "dd/mm/yyyy".
+    enum class Style : quint8 { Default, Money, Date };
+
+    Kind kind = Kind::Empty;
+    Style style = Style::Default;
+    bool hasTime = false;  // DateTime: whether a time of day is part of the value
+    qint32 msecs = 0;      // DateTime: milliseconds since midnight
+    qint64 integer = 0;    // Integer; Boolean (0 or 1); DateTime: Julian day
+    double real = 0;       // Real
+    QByteArrayView text;   // Text, UTF-8
+
+    static CellValue fromText(QByteArrayView utf8, Style style = Style::Default);
+    static CellValue fromString(const QString &text); // the caller keeps nothing alive: see ListItem
+    static CellValue fromInteger(qint64 value, Style style = Style::Default);
+    static CellValue fromReal(double value, Style style = Style::Default);
+    static CellValue fromDate(qint64 julianDay, qint32 msecsOfDay, bool hasTime, Style style = Style::Default);
+    static CellValue fromBoolean(bool value);
+};
+
+// The text a cell shows under a locale: numbers with the locale's decimal separator, no grouping
+// and all their digits; Money grouped with two decimals; Date as two-digit day and month and a
+// four-digit year with the locale's date separator; a default date as the locale's short date with a
+// four-digit year, then the time if it has one; booleans "Verdadero"/"Falso" under Spanish, else
+// "True"/"False".
+BRENNVOX10_EXPORT QString cellText(const CellValue &cell, const QLocale &locale = QLocale());
+
+class BRENNVOX10_EXPORT ColumnHeader
+{
+public:
+    QString Key() const;
+    QString Text() const;
+    float Width() const;       // twips, exactly as given
+    qint16 Alignment() const;  // 0 left, 1 right, 2 centre
+    qint16 Position() const;   // 1-based display position
+    qint16 Index() const;      // 1-based index in the collection
+
+private:
+    friend class ListViewPrivate;
+    friend class ColumnHeaders;
+    ColumnHeader() = default;
+    ListViewPrivate *d = nullptr;
+    QString m_key, m_text;
+    float m_width = 0;
+    qint16 m_alignment = 0;
+    qint16 m_index = 0;
+};
+
+class BRENNVOX10_EXPORT ColumnHeaders
+{
+public:
+    int Count() const;
+    // 1-based; out of range is Failure 35600.
+    ColumnHeader *Item(int index) const;
+    // Failure 35601 when no column has that key.
+    ColumnHeader *Item(const QString &key) const;
+    // Appends a column. A repeated non-empty key is Failure 35602; an alignment outside 0..2 or a
+    // negative width is Failure 380.
+    ColumnHeader *Add(const QString &key, const QString &text, float widthTwips, qint16 alignment = 0);
+    void Clear();
+
+private:
+    friend class ListView;
+    friend class ListViewPrivate;
+    explicit ColumnHeaders(ListViewPrivate *d) : d(d) {}
+    ListViewPrivate *d;
+};
+
+// A handle to one row: cheap to copy, null when it names no row. It stays valid until its row is
+// removed or the list is cleared.
+class BRENNVOX10_EXPORT ListItem
+{
+public:
+    ListItem() = default;
+    bool isNull() const { return d == nullptr; }
+    explicit operator bool() const { return d != nullptr; }
+    const ListItem *operator->() const { return this; }
+    bool operator==(const ListItem &other) const = default;
+
+    QString Key() const;
+    QString Text() const;                       // the first column's text
+    qint32 Index() const;                       // 1-based position in the shown order
+    // Sub-item 1 is the second column. Beyond the columns is Failure 380; never set is empty text.
+    QString SubItems(int index) const;
+    void setText(const CellValue &value) const;
+    void setSubItems(int index, const CellValue &value) const;
+    void setSubItems(int index, const QString &text) const;
+
+private:
+    friend class ListViewPrivate;
+    friend class ListItems;
+    ListItem(ListViewPrivate *d, quint32 id) : d(d), id(id) {}
+    ListViewPrivate *d = nullptr;
+    quint32 id = 0;
+};
+
+class BRENNVOX10_EXPORT ListItems
+{
+public:
+    int Count() const;
+    // 1-based position in the shown order; out of range is Failure 35600.
+    ListItem Item(int index) const;
+    // Failure 35601 when no row has that key.
+    ListItem Item(const QString &key) const;
+    bool contains(const QString &key) const;
+    // Appends a row. A key that another row has is Failure 35602 and adds nothing.
+    ListItem Add(const QString &key, const QString &text);
+    ListItem Add(QByteArrayView keyUtf8, const CellValue &text);
+    // Failure 35601 when no row has that key.
+    void Remove(const QString &key);
+    void Clear();
+    // Room for this many rows, to spare reallocation during a bulk load.
+    void reserve(int rows);
+
+private:
+    friend class ListView;
+    friend class ListViewPrivate;
+    explicit ListItems(ListViewPrivate *d) : d(d) {}
+    ListViewPrivate *d;
+};
+
+class BRENNVOX10_EXPORT ListView : public QWidget
+{
+    Q_OBJECT
+public:
+    explicit ListView(QWidget *parent = nullptr);
+    ~ListView() override;
+
+    Brennvox10::ColumnHeaders &ColumnHeaders();
+    Brennvox10::ListItems &ListItems();
+
+    // Sorting compares the shown texts of column SortKey (0 the items' own text, n sub-item n),
+    // ignoring case; SortOrder 0 ascending, 1 descending.
+    bool Sorted() const;
+    void setSorted(bool sorted);
+    qint16 SortKey() const;
+    void setSortKey(qint16 key);
+    qint16 SortOrder() const;
+    void setSortOrder(qint16 order);
+
+    // The row at a point given in twips from the list's top-left corner, or a null item.
+    ListItem HitTest(float x, float y) const;
+
+    QTreeView *treeView() const;
+
+Q_SIGNALS:
+    void ItemClick(Brennvox10::ListItem Item);
+    void ColumnClick(Brennvox10::ColumnHeader *ColumnHeader);
+    // Button 1 left, 2 right, 4 middle; Shift 1 shift, 2 control, 4 alt; x and y in twips.
+    void MouseUp(qint16 Button, qint16 Shift, float x, float y);
+    void DblClick();
+
+private:
+    friend class ListViewPrivate;
+    std::unique_ptr<ListViewPrivate> const d;
+};
+
+} // namespace Brennvox10
+
+Q_DECLARE_METATYPE(Brennvox10::ListItem)

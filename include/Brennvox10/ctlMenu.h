@@ -1,0 +1,45 @@
+#pragma once
+// The command bar: a column of seven command buttons, cmdButtom(0) to cmdButtom(6), each as wide as
+// the bar. A press raises cmdClick with the button's command key. Nothing here is guarded: failures
+// reach the caller.
+
+#include <Brennvox10/brennvox10_export.h>
+#include <Brennvox10/clsButton.h>
+
+#include <QVariant>
+#include <QWidget>
+
+#include <memory>
+
+namespace Brennvox10 {
+
+class ctlMenuPrivate;
+
+class BRENNVOX10_EXPORT ctlMenu : public QWidget
+{
+    Q_OBJECT
+public:
+    explicit ctlMenu(QWidget *parent = nullptr);
+    ~ctlMenu() override;
+
+    // Applies a descriptor to button pIndex and restacks the shown buttons. A null descriptor or an
+    // index above 6 changes nothing; a negative index is Failure 340. Returns an empty variant.
+    QVariant ConfigureButton(qint16 pIndex, const clsButton *pBtn);
+    QVariant ConfigureButton(qint16 pIndex, const clsButton &pBtn) { return ConfigureButton(pIndex, &pBtn); }
+
+    // 1 hides "Anular" and "Recodificar", 0 shows them; other values only store the type.
+    void mnuType(qint16 pType);
+    qint16 mnuType() const;
+
+Q_SIGNALS:
+    // pCmdKey is a copy: what a handler writes to it is discarded.
+    void cmdClick(QString &pCmdKey);
+
+protected:
+    void resizeEvent(QResizeEvent *event) override;
+
+private:
+    std::unique_ptr<ctlMenuPrivate> const d;
+};
+
+} // namespace Brennvox10

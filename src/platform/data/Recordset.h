@@ -1,0 +1,113 @@
+#pragma once
+// Read-only recordsets over the providers named by a connection text's Provider= key.
+// Every text is one statement, run read-only; a rejected text, a database that cannot be opened or
+// a value that cannot be read as its field's type is a Failure. Nothing here ever writes.
+
+#include <Brennvox10/Failure.h>
+
+#include <QByteArrayView>
+#include <QMap>
+#include <QString>
+#include <QVariant>
+
+#include <functional>
+#include <memory>
+
+namespace Brennvox10::data {
+
+// key=value pairs separated by ';'; keys compare case-insensitively; a value may be quoted with
+// single or double quotes (doubled quotes inside stand for one). A later key wins over an earlier
+// one (so "...Data Source=;...;Data Source=x" takes x). No Provider key means SQLite.
+struct ConnectionText
+{
+    QMap<QString, QString> values; // keys lower-cased, trimmed
+
+    static ConnectionText parse(const QString &text);
+    QString value(const QString &key) const;  // empty when missing
+    QString provider() const;                 // "sqlite" or "postgresql" lower-cased; "sqlite" when missing
+    QString dataSource() const;               // "Data Source"
+    QString password() const;                 // "Jet Oledb:database password"
+};
+
+// ADO type codes reported by Field::Type.
+namespace AdoType {
+constexpr int SmallInt = 2, Integer = 3, Single = 4, Double = 5, Currency = 6, Date = 7,
+              Boolean = 11, Decimal = 131, BigInt = 20, Text = 202, Binary = 205;
+}
+
+enum class Storage : quint8 { Null, Integer, Real, Text, Blob };
+
+struct DateTimeValue
+{
+    qint64 julianDay = 0;
+    qint32 msecs = 0;     // since midnight
+    bool hasTime = false; // the stored text carried a time part
+};
+
+class RecordsetPrivate;
+
+class Field
+{
+public:
+    QString Name() const;
+    // The ADO type code of the field: from the declared column type where there is one (see the
+    // mapping in the provider), otherwise from the current value's storage class.
+    int Type() const;
+    // The current row's value: QVariant() for Null; qlonglong, double, QString, bool, QByteArray,
+    // QDate or QDateTime by Type. A value that cannot be read as its type is Failure 13.
+    QVariant Value() const;
+
+    // Fast access for bulk readers: no allocation, valid until the next MoveNext.
+    Storage storage() const;
+    bool isNull() const;
+    qint64 asInt64() const;        // Failure 13 when the value is not a whole number
+    double asDouble() const;       // Failure 13 when the value is not a number
+    bool asBool() const;           // Failure 13 when the value is not a number or true/false
+    DateTimeValue asDate() const;  // ISO-8601 text; Failure 13 otherwise
+    QByteArrayView utf8() const;   // the value's text as the database gives it
+
+private:
+    friend class RecordsetPrivate;
+    RecordsetPrivate *d = nullptr;
+    int column = 0;
+};
+
+class Recordset
+{
+public:
+    Recordset();
+    ~Recordset(); // closes
+    Recordset(const Recordset &) = delete;
+    Recordset &operator=(const Recordset &) = delete;
+
+    void setCursorLocation(int location); // 2 server, 3 client: both read forward here
+    int CursorLocation() const;
+
+    // Opens the provider named by the connection text, runs source and positions on the first row.
+    // The query observer sees source first. Failure on an unknown provider, a database that cannot
+    // be opened, a text that is not exactly one read-only statement, or a SQL error.
+    void Open(const QString &source, const QString &connection, int cursorType = 3, int lockType = 3,
+              int options = -1);
+    // Named Eof because EOF is a macro of the C library.
+    bool Eof() const;
+    // Failure when reading the next row fails.
+    void MoveNext();
+    int State() const; // 0 closed, 1 open
+    void Close();
+
+    int fieldCount() const;
+    // By position (0-based) or by name (case-insensitive); Failure 3265 when there is no such field.
+    Field &Fields(int index);
+    Field &Fields(const QString &name);
+    int fieldIndex(const QString &name) const; // -1 when missing
+
+private:
+    std::unique_ptr<RecordsetPrivate> d;
+};
+
+} // namespace Brennvox10::data
+
+namespace Brennvox10 {
+// Sees every SQL text the data layer is about to run, in order. An empty function removes it.
+BRENNVOX10_EXPORT void setQueryObserver(std::function<void(const QString &sql)> observer);
+}
