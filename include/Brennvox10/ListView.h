@@ -6,6 +6,7 @@
 
 #include <Brennvox10/brennvox10_export.h>
 
+#include <QByteArray>
 #include <QByteArrayView>
 #include <QLocale>
 #include <QMetaType>
@@ -36,9 +37,12 @@ struct BRENNVOX10_EXPORT CellValue
     qint64 integer = 0;    // Integer; Boolean (0 or 1); DateTime: Julian day
     double real = 0;       // Real
     QByteArrayView text;   // Text, UTF-8
+    QByteArray ownText;    // the bytes text views when the value owns them (fromString)
 
+    // The bytes stay the caller's: they must outlive the value.
     static CellValue fromText(QByteArrayView utf8, Style style = Style::Default);
-    static CellValue fromString(const QString &text); // the caller keeps nothing alive: see ListItem
+    // The value carries its own copy: the caller keeps nothing alive.
+    static CellValue fromString(const QString &text);
     static CellValue fromInteger(qint64 value, Style style = Style::Default);
     static CellValue fromReal(double value, Style style = Style::Default);
     static CellValue fromDate(qint64 julianDay, qint32 msecsOfDay, bool hasTime, Style style = Style::Default);
@@ -130,7 +134,8 @@ public:
     // Failure 35601 when no row has that key.
     ListItem Item(const QString &key) const;
     bool contains(const QString &key) const;
-    // Appends a row. A key that another row has is Failure 35602 and adds nothing.
+    // Appends a row. A key that another row has is Failure 35602 and adds nothing. An empty key names
+    // no row: such rows are reached by position only.
     ListItem Add(const QString &key, const QString &text);
     ListItem Add(QByteArrayView keyUtf8, const CellValue &text);
     // Failure 35601 when no row has that key.

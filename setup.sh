@@ -1,0 +1,39 @@
+#!/usr/bin/env bash
+# One command for a fresh Debian 12 machine: installs the Debian packages that are missing, builds,
+# then runs the demo (./setup.sh demo [demo options]) or every test (./setup.sh test).
+set -euo pipefail
+cd "$(dirname "$0")"
+
+what=${1:-demo}
+shift || true
+
+packages=(cmake ninja-build g++ pkg-config ccache
+          qt6-base-dev qt6-base-dev-tools libqt6sql6-sqlite qt6-tools-dev libgl-dev
+          libsqlite3-dev libpugixml-dev)
+
+missing=()
+for p in "${packages[@]}"; do
+  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
+done
+if [ ${#missing[@]} -gt 0 ]; then
+  echo "Installing: ${missing[*]}"
+  sudo=""
+  [ "$(id -u)" -eq 0 ] || sudo="sudo"
+  $sudo apt-get update -qq
+  DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+fi
+
+build=${BUILD_DIR:-build}
+cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+cmake --build "$build"
+
+case "$what" in
+  demo)
+    exec "$build/examples/demo/brennvox10-demo" "$@" ;;
+  test)
+    ctest --test-dir "$build" --output-on-failure "$@" ;;
+  bench)
+    QT_QPA_PLATFORM=${QT_QPA_PLATFORM:-offscreen} exec "$build/bench/bench_loadlist" "$@" ;;
+  *)
+    echo "usage: $0 demo|test|bench [options]" >&2; exit 2 ;;
+esac

@@ -1,0 +1,64 @@
+#pragma once
+// XML documents over pugixml, as the list definition needs them: load from a file or from text,
+// walk element children, read the XML text of an element, and change one attribute in the file the
+// document came from without touching any other byte of it.
+
+#include <QString>
+#include <QStringList>
+
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace Brennvox10::xml {
+
+struct DocumentData;
+
+// A handle to an element or to the document itself; empty handles are safe to ask and answer
+// nothing.
+class Node
+{
+public:
+    Node() = default;
+    bool isNull() const;
+    QString name() const;
+    // Element children, in document order (comments and whitespace are not nodes here).
+    std::vector<Node> childNodes() const;
+    Node parentNode() const;
+    Node firstChild() const;
+    // The element with all its content, as XML text.
+    QString xml() const;
+    std::optional<QString> attribute(const QString &name) const;
+    // Sets the attribute in the document and, when the document was loaded from a file, in that
+    // file. Throws Failure when the file changed since it was loaded or cannot be replaced.
+    void setAttribute(const QString &name, const QString &value) const;
+
+private:
+    friend class Document;
+    std::shared_ptr<DocumentData> doc;
+    void *handle = nullptr; // pugi::xml_node_struct*
+};
+
+class Document
+{
+public:
+    Document();
+    ~Document();
+
+    // False when the file is missing, larger than the cap, not UTF-8/UTF-16, not well-formed, or
+    // has an element with a repeated attribute; errorText() says which.
+    bool load(const QString &path);
+    bool loadXml(const QString &text);
+    QString errorText() const;
+
+    // The document's top-level element nodes.
+    std::vector<Node> childNodes() const;
+    Node firstChild() const;
+
+    static constexpr qint64 MaxFileSize = 8 * 1024 * 1024;
+
+private:
+    std::shared_ptr<DocumentData> d;
+};
+
+} // namespace Brennvox10::xml
