@@ -1,7 +1,7 @@
 #pragma once
 // The command bar: a column of seven command buttons, cmdButtom(0) to cmdButtom(6), each as wide as
-// the bar. A press raises cmdClick with the button's command key. Nothing here is guarded: failures
-// reach the caller.
+// the bar. A press raises cmdClick with the button's command key, which each button keeps in its "Tag"
+// property, apart from its caption. Nothing here is guarded: failures reach the caller.
 
 #include <Brennvox10/brennvox10_export.h>
 #include <Brennvox10/clsButton.h>

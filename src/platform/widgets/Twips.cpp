@@ -25,11 +25,23 @@ QRectF stored(const QWidget *w)
                   g.height() * TwipsPerPixel);
 }
 
+// A hidden widget gets its resize event only when shown; controls lay out their children in that
+// event, and a host may read the twips geometry before anything is shown.
+void deliverResize(QWidget *w, const QSize &old)
+{
+    if (!w->isVisible() && w->size() != old) {
+        QResizeEvent e(w->size(), old);
+        QCoreApplication::sendEvent(w, &e);
+    }
+}
+
 void apply(QWidget *w, const QRectF &r)
 {
     w->setProperty(RectProperty, r);
+    const QSize old = w->size();
     w->setGeometry(twips::toPixels(float(r.x())), twips::toPixels(float(r.y())),
                    twips::toPixels(float(r.width())), twips::toPixels(float(r.height())));
+    deliverResize(w, old);
 }
 
 void checkExtent(float value)
@@ -60,7 +72,9 @@ void setTwipsSize(QWidget *control, float width, float height)
         QResizeEvent e(px, px);
         QCoreApplication::sendEvent(control, &e);
     } else {
+        const QSize old = control->size();
         control->resize(px);
+        deliverResize(control, old);
     }
 }
 
@@ -110,12 +124,15 @@ void setHeight(QWidget *w, float height)
 
 QSizeF clientSize(const QWidget *control)
 {
-    const QVariant v = control->property(SizeProperty);
-    if (v.isValid()) {
-        const QSizeF s = v.toSizeF();
-        if (toPixels(float(s.width())) == control->width() && toPixels(float(s.height())) == control->height())
-            return s;
-    }
+    const auto matches = [control](const QSizeF &s) {
+        return toPixels(float(s.width())) == control->width() && toPixels(float(s.height())) == control->height();
+    };
+    const QVariant size = control->property(SizeProperty);
+    if (size.isValid() && matches(size.toSizeF()))
+        return size.toSizeF();
+    const QVariant rect = control->property(RectProperty);
+    if (rect.isValid() && matches(rect.toRectF().size()))
+        return rect.toRectF().size();
     return QSizeF(control->width() * TwipsPerPixel, control->height() * TwipsPerPixel);
 }
 

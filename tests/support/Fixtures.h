@@ -1,0 +1,60 @@
+#pragma once
+// Real SQLite files and list definition files for the tests, and readable views of what a list shows.
+
+#include <Brennvox10/ListView.h>
+
+#include <QFile>
+#include <QStringList>
+
+#include <sqlite3.h>
+
+#include <stdexcept>
+
+// Creates (or extends) a database by running the statements; the tests may write, the library never.
+inline void makeDatabase(const QString &path, const QStringList &statements)
+{
+    sqlite3 *db = nullptr;
+    if (sqlite3_open(QFile::encodeName(path).constData(), &db) != SQLITE_OK)
+        throw std::runtime_error("cannot create test database");
+    for (const QString &s : statements) {
+        char *err = nullptr;
+        if (sqlite3_exec(db, s.toUtf8().constData(), nullptr, nullptr, &err) != SQLITE_OK) {
+            const std::string msg = err ? err : "?";
+            sqlite3_free(err);
+            sqlite3_close(db);
+            throw std::runtime_error("test database: " + msg);
+        }
+    }
+    sqlite3_close(db);
+}
+
+inline void writeText(const QString &path, const QString &text)
+{
+    QFile f(path);
+    if (!f.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        throw std::runtime_error("cannot write test file");
+    f.write(text.toUtf8());
+}
+
+inline QByteArray readBytes(const QString &path)
+{
+    QFile f(path);
+    f.open(QIODevice::ReadOnly);
+    return f.readAll();
+}
+
+// Every row as "key|text|sub1|sub2...", in shown order.
+inline QStringList rowTexts(const Brennvox10::ListView &view)
+{
+    auto &lv = const_cast<Brennvox10::ListView &>(view);
+    QStringList rows;
+    const int columns = lv.ColumnHeaders().Count();
+    for (int i = 1; i <= lv.ListItems().Count(); ++i) {
+        const Brennvox10::ListItem item = lv.ListItems().Item(i);
+        QStringList cells{item.Key(), item.Text()};
+        for (int j = 1; j < columns; ++j)
+            cells << item.SubItems(j);
+        rows << cells.join(QLatin1Char('|'));
+    }
+    return rows;
+}
