@@ -8,7 +8,9 @@
 #include <Brennvox10/Brennvox10.h>
 
 #include <QLabel>
+#include <QAbstractButton>
 #include <QSignalSpy>
+#include <QTabBar>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -147,7 +149,7 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("texts");
         QTest::newRow("currency es") << "total" << "es_ES" << QStringList{"1234,5", "200", "-0,5"};
         QTest::newRow("currency en") << "total" << "en_US" << QStringList{"1234.5", "200", "-0.5"};
-        QTest::newRow("date es") << "fecha" << "es_ES" << QStringList{"05/03/2008", "10/04/2009", "01/03/2009 10:30:00"};
+        QTest::newRow("date es") << "fecha" << "es_ES" << QStringList{"5/3/2008", "10/4/2009", "1/3/2009 10:30:00"};
         QTest::newRow("boolean en") << "pagada" << "en_US" << QStringList{"True", "False", "True"};
         QTest::newRow("integer") << "id" << "es_ES" << QStringList{"1", "2", "17"};
     }
@@ -202,6 +204,7 @@ private Q_SLOTS:
             c->lrDataSource(dataSource.isEmpty() ? QString() : dir.filePath(dataSource));
         if (!definitionExists)
             c->lrConfigFileName(dir.filePath(QStringLiteral("nowhere.conf")));
+        reports->defaultAnswer = 1; // tab queries on a missing database fail; go on to the list
         c->Showme();
         QCOMPARE(ui->messages, messages);
         QCOMPARE(this->listQueries().size(), listQueries);
@@ -242,8 +245,8 @@ private Q_SLOTS:
         QTest::newRow("duplicate key leaves") << dupRow << "select * from f" << QList<qint16>{2} << QList<qint32>{35602}
                                               << QStringList{"T1|1|a"};
         QTest::newRow("bad sql") << nullRow << "select * from nowhere" << QList<qint16>{1, 1, 1, 1}
-                                 << QList<qint32>{FailureNumber::CommandError, 3704, 3704} << QStringList{};
-        QTest::newRow("missing column") << nullRow << "select id, v from f" << QList<qint16>{1, 1, 1}
+                                 << QList<qint32>{FailureNumber::CommandError, 3704} << QStringList{};
+        QTest::newRow("missing column") << nullRow << "select k, n from f" << QList<qint16>{1, 1, 1}
                                         << QList<qint32>{3265, 3265, 3265} << QStringList{"T1|1|", "T2|2|", "T3|3|"};
     }
 
@@ -539,7 +542,7 @@ private Q_SLOTS:
         QCOMPARE(twipsGeometry(c.findChild<QWidget *>(QStringLiteral("Label1"))), QRectF(60, 45, 1485, 195));
         QCOMPARE(twipsGeometry(c.findChild<QWidget *>(QStringLiteral("Label2"))), QRectF(1965, 60, 990, 210));
         QCOMPARE(twipsGeometry(c.findChild<QWidget *>(QStringLiteral("ctlTabStrip(0)"))), QRectF(100, 0, list.width(), 435));
-        QCOMPARE(c.findChild<QWidget *>(QStringLiteral("ListView1"))->geometry(), QRect(7, 22, 440, 282).adjusted(0, 0, int(list.width() / 15) - 440, int(list.height() / 15) - 282));
+        QCOMPARE(c.findChild<QWidget *>(QStringLiteral("ListView1"))->geometry(), QRect(7, 22, qRound(list.width() / 15), qRound(list.height() / 15)));
         QCOMPARE(reports->reports.size(), 0);
     }
 

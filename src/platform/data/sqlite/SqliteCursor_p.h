@@ -1,0 +1,66 @@
+#pragma once
+// The SQLite provider: one read-only connection per recordset, one prepared statement. The cell
+// accessors are inline and the class final, so the recordset's bulk readers call SQLite directly.
+
+#include "../Cursor_p.h"
+
+#include <sqlite3.h>
+
+namespace Brennvox10::data::sqlite {
+
+struct ConnectionCloser {
+    void operator()(sqlite3 *db) const { sqlite3_close_v2(db); }
+};
+struct StatementFinalizer {
+    void operator()(sqlite3_stmt *statement) const { sqlite3_finalize(statement); }
+};
+using Connection = std::unique_ptr<sqlite3, ConnectionCloser>;
+using Statement = std::unique_ptr<sqlite3_stmt, StatementFinalizer>;
+
+class SqliteCursor final : public Cursor {
+public:
+    // Opens the connection's data source read-only and prepares sql; Failure when the file cannot
+    // be opened or sql is not exactly one statement that only reads.
+    static std::unique_ptr<SqliteCursor> open(const ConnectionText &connection, const QString &sql);
+
+    bool next() override;
+
+    // The progress handler's entry point; asks SQLite to interrupt a step that ran too long.
+    static int onProgressHandler(void *cursor);
+
+    Storage storage(int column) const override
+    {
+        // SQLITE_INTEGER 1, SQLITE_FLOAT 2, SQLITE_TEXT 3, SQLITE_BLOB 4, SQLITE_NULL 5.
+        static constexpr Storage byCode[]
+            = { Storage::Null, Storage::Integer, Storage::Real, Storage::Text, Storage::Blob, Storage::Null };
+        const auto code = unsigned(sqlite3_column_type(m_statement.get(), column));
+        return code < std::size(byCode) ? byCode[code] : Storage::Null;
+    }
+    qint64 integer(int column) const override { return sqlite3_column_int64(m_statement.get(), column); }
+    double real(int column) const override { return sqlite3_column_double(m_statement.get(), column); }
+    QByteArrayView text(int column) const override
+    {
+        // The pointer first, then the size: asking for the size first may convert the value twice.
+        const auto *data = reinterpret_cast<const char *>(sqlite3_column_text(m_statement.get(), column));
+        return { data, sqlite3_column_bytes(m_statement.get(), column) };
+    }
+    QByteArrayView blob(int column) const override
+    {
+        const auto *data = static_cast<const char *>(sqlite3_column_blob(m_statement.get(), column));
+        return { data, sqlite3_column_bytes(m_statement.get(), column) };
+    }
+
+private:
+    SqliteCursor();
+    int onProgress();
+
+    // The statement is finalized before its connection closes (members die in reverse order).
+    Connection m_db;
+    Statement m_statement;
+    // Each step has its own time budget: the watchdog notes when it first sees a step running.
+    quint64 m_step = 0;
+    quint64 m_watchedStep = ~quint64(0);
+    std::chrono::steady_clock::time_point m_stepSeen;
+};
+
+} // namespace Brennvox10::data::sqlite
