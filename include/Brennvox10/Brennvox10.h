@@ -27,4 +27,9 @@ BRENNVOX10_EXPORT QRectF twipsGeometry(const QWidget *child);
 // Sets a control's size in twips and runs its layout.
 BRENNVOX10_EXPORT void setTwipsSize(QWidget *control, float width, float height);
 
+// "Brennvox10", "Moltrave Common Controls 1.0" and "1.00.0001".
+BRENNVOX10_EXPORT QString libraryName();
+BRENNVOX10_EXPORT QString libraryDescription();
+BRENNVOX10_EXPORT QString libraryVersion();
+
 } // namespace Brennvox10

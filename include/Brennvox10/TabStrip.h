@@ -9,6 +9,8 @@
 
 #include <memory>
 
+class QTabBar;
+
 namespace Brennvox10 {
 
 class TabStripPrivate;
@@ -59,6 +61,8 @@ public:
     // Selects the tab at a 1-based position and notifies Click, even when it was already selected,
     // exactly as a user's choice would. Out of range is Failure 35600.
     void selectTab(int position);
+
+    QTabBar *tabBar() const;
 
 Q_SIGNALS:
     void Click();

@@ -38,6 +38,39 @@ private:
     std::function<void()> m_onClick;
 };
 
+// The status strip keeps its labels' design rectangles in twips, but lets a label grow in pixels
+// to its text, so a longer limit or a larger font is never cut off.
+class StatusStrip : public QFrame
+{
+public:
+    using QFrame::QFrame;
+
+    void fitLabels()
+    {
+        for (QLabel *label : findChildren<QLabel *>(Qt::FindDirectChildrenOnly)) {
+            const QRectF design = twipsGeometry(label);
+            const QSize hint = label->sizeHint();
+            label->resize(std::max(twips::toPixels(float(design.width())), hint.width()),
+                          std::max(twips::toPixels(float(design.height())), hint.height()));
+        }
+    }
+
+protected:
+    bool event(QEvent *e) override
+    {
+        if (e->type() == QEvent::LayoutRequest)
+            fitLabels();
+        return QFrame::event(e);
+    }
+
+    void resizeEvent(QResizeEvent *e) override
+    {
+        QFrame::resizeEvent(e);
+        fitLabels();
+    }
+
+};
+
 const char *const MonthNames[] = {"Enero", "Febrero", "Marzo", "Abril", "Mayo", "Junio", "Julio",
                                   "Agosto", "Septiembre", "Octubre", "Noviembre", "Diciembre"};
 
@@ -47,7 +80,7 @@ ctlListRecordPrivate::ctlListRecordPrivate(ctlListRecord &q)
     : q(q)
     , strips{new TabStrip(&q), new TabStrip(&q)}
     , ListView1(new ListView(&q))
-    , Picture1(new QFrame(&q))
+    , Picture1(new StatusStrip(&q))
     , Label1(new ClickableLabel(QStringLiteral("Limitar lineas a 1000"), Picture1, [this] { onLimitClick(); }))
     , Label2(new ClickableLabel(QStringLiteral("Cambiar filtro"), Picture1, [this] { onFilterClick(); }))
     , ctlMenu1(new ctlMenu(&q))
@@ -74,6 +107,10 @@ ctlListRecordPrivate::ctlListRecordPrivate(ctlListRecord &q)
     twips::setRect(ctlMenu1, 6840, 315, 1335, 4620);
     twips::setRect(Label1, 60, 45, 1485, 195);
     twips::setRect(Label2, 1965, 60, 990, 210);
+    QFont small = Picture1->font();
+    small.setPointSizeF(8);
+    Picture1->setFont(small);
+    static_cast<StatusStrip *>(Picture1)->fitLabels();
     ListView1->raise(); // the list overlaps the upper strip's lower edge
 
     // The list's header sorting starts unsorted with the ascending order stored.

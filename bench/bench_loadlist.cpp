@@ -1,0 +1,615 @@
+// How long a list of N invoices takes from the query to the first painted screen, and how much heap
+// it keeps per row, for the record list and for the obvious alternatives over the same SQLite file:
+//
+//   (a) sqlite3 raw       the query stepped with sqlite3_step, every column read as text, nothing kept
+//   (b) QString naive     (a) plus every cell formatted to its QString (money, dates) and kept
+//   (c) QSqlQueryModel    all rows fetched into a QSqlQueryModel shown in a QTableView
+//   (d) QTreeWidget       a QTreeWidget filled with the texts of (b)
+//   (e) ctlListRecord     the record list: Showme once, then lrListRefresh, timed
+//
+// Every view is created and shown empty first; the time runs from the start of the load until the
+// view's viewport has received a paint event after it. Heap growth is glibc's mallinfo2 (in-use
+// arena bytes plus mmapped bytes) measured before the load and after it, with the result alive.
+//
+//   QT_QPA_PLATFORM=offscreen bench_loadlist [--rows 10000,100000,1000000] [--paths abcde]
+//                                            [--reps R] [--dir FOLDER]
+
+#include <Brennvox10/Brennvox10.h>
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QDate>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QHeaderView>
+#include <QLocale>
+#include <QPointer>
+#include <QSqlDatabase>
+#include <QSqlError>
+#include <QSqlQuery>
+#include <QSqlQueryModel>
+#include <QTableView>
+#include <QTreeView>
+#include <QTreeWidget>
+
+#include <malloc.h>
+#include <sqlite3.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <map>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr int Columns = 8;
+// What the record list sends for a definition whose two first tabs match every row; the other paths
+// run the same text with a LIMIT, since they have no line limit of their own.
+const char *const ListQuery = "Select * from (select * from inv)where  1 like 1 and  1 like 1";
+
+std::size_t heapInUse()
+{
+    const struct mallinfo2 mi = mallinfo2();
+    return mi.uordblks + mi.hblkhd;
+}
+
+[[noreturn]] void fail(const std::string &text)
+{
+    throw std::runtime_error(text);
+}
+
+// ---- the data ----------------------------------------------------------------------------------
+
+class Db {
+public:
+    Db(const QString &path, int flags)
+    {
+        if (sqlite3_open_v2(QFile::encodeName(path).constData(), &m_db, flags, nullptr) != SQLITE_OK)
+            fail("cannot open " + path.toStdString() + ": " + sqlite3_errmsg(m_db));
+    }
+    ~Db() { sqlite3_close(m_db); }
+    Db(const Db &) = delete;
+    Db &operator=(const Db &) = delete;
+    operator sqlite3 *() const { return m_db; }
+
+    void exec(const char *sql)
+    {
+        if (sqlite3_exec(m_db, sql, nullptr, nullptr, nullptr) != SQLITE_OK)
+            fail(std::string(sqlite3_errmsg(m_db)) + " in: " + sql);
+    }
+    sqlite3_stmt *prepare(const std::string &sql)
+    {
+        sqlite3_stmt *stmt = nullptr;
+        if (sqlite3_prepare_v2(m_db, sql.c_str(), -1, &stmt, nullptr) != SQLITE_OK)
+            fail(std::string(sqlite3_errmsg(m_db)) + " in: " + sql);
+        return stmt;
+    }
+    // -1 when the file is not a finished bench database.
+    qint64 rowCount()
+    {
+        sqlite3_stmt *stmt = nullptr;
+        qint64 n = -1;
+        if (sqlite3_prepare_v2(m_db, "select count(*) from inv", -1, &stmt, nullptr) == SQLITE_OK
+            && sqlite3_step(stmt) == SQLITE_ROW)
+            n = sqlite3_column_int64(stmt, 0);
+        sqlite3_finalize(stmt);
+        return n;
+    }
+
+private:
+    sqlite3 *m_db = nullptr;
+};
+
+// The bench file is made once per row count and reused while it still holds that many rows.
+QString benchDatabase(const QString &folder, int rows)
+{
+    const QString path = QDir(folder).filePath(QStringLiteral("bench_loadlist_%1.db").arg(rows));
+    if (QFileInfo::exists(path)) {
+        Db db(path, SQLITE_OPEN_READONLY);
+        if (db.rowCount() == rows)
+            return path;
+    }
+    std::fprintf(stderr, "writing %s ...\n", qPrintable(path));
+    const QString partial = path + QStringLiteral(".partial");
+    QFile::remove(partial);
+    {
+        Db db(partial, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+        db.exec("pragma journal_mode = off");
+        db.exec("pragma synchronous = off");
+        db.exec("create table inv (id INTEGER PRIMARY KEY, numero TEXT, fecha DATE, cliente TEXT, zona TEXT,"
+                " total CURRENCY, estado TEXT, peso REAL)");
+        db.exec("begin");
+        sqlite3_stmt *insert = db.prepare("insert into inv values (?, ?, ?, ?, ?, ?, ?, ?)");
+        static const char *const first[] = { "Comercial", "Ferretería", "Bodegas", "Talleres", "Farmacia",
+            "Panadería", "Hermanos", "Distribuciones" };
+        static const char *const last[] = { "García", "López", "Martín", "Sánchez", "Gómez", "Ruiz", "Díaz",
+            "Moreno", "Navarro", "Torres", "Ortega", "Castro" };
+        static const char *const zones[] = { "Norte", "Sur", "Este", "Oeste", "Centro" };
+        static const char *const states[] = { "Cobrada", "Pendiente", "Anulada" };
+        std::uint64_t seed = 0x2545F4914F6CDD1DULL;
+        auto next = [&seed] {
+            seed ^= seed << 13;
+            seed ^= seed >> 7;
+            seed ^= seed << 17;
+            return seed;
+        };
+        const QDate start(2015, 1, 1);
+        char text[64];
+        for (int id = 1; id <= rows; ++id) {
+            sqlite3_bind_int64(insert, 1, id);
+            std::snprintf(text, sizeof text, "F%08d", id);
+            sqlite3_bind_text(insert, 2, text, -1, SQLITE_TRANSIENT);
+            const QByteArray date = start.addDays(qint64(next() % 3650)).toString(Qt::ISODate).toLatin1();
+            sqlite3_bind_text(insert, 3, date.constData(), int(date.size()), SQLITE_TRANSIENT);
+            std::snprintf(
+                text, sizeof text, "%s %s %s", first[next() % 8], last[next() % 12], last[next() % 12]);
+            sqlite3_bind_text(insert, 4, text, -1, SQLITE_TRANSIENT);
+            sqlite3_bind_text(insert, 5, zones[next() % 5], -1, SQLITE_STATIC);
+            sqlite3_bind_double(insert, 6, double(next() % 1000000) / 100.0);
+            sqlite3_bind_text(insert, 7, states[next() % 3], -1, SQLITE_STATIC);
+            sqlite3_bind_double(insert, 8, double(next() % 500000) / 1000.0);
+            if (sqlite3_step(insert) != SQLITE_DONE)
+                fail(sqlite3_errmsg(db));
+            sqlite3_reset(insert);
+        }
+        sqlite3_finalize(insert);
+        db.exec("commit");
+    }
+    QFile::remove(path);
+    if (!QFile::rename(partial, path))
+        fail("cannot move the bench database to " + path.toStdString());
+    return path;
+}
+
+std::string limitedQuery(int rows)
+{
+    return std::string(ListQuery) + " limit " + std::to_string(rows);
+}
+
+// ---- cell texts as a host would make them ------------------------------------------------------
+
+enum class Kind { Integer, Text, Date, Money, Real };
+const Kind columnKinds[Columns]
+    = { Kind::Integer, Kind::Text, Kind::Date, Kind::Text, Kind::Text, Kind::Money, Kind::Text, Kind::Real };
+
+class Formatter {
+public:
+    Formatter()
+    {
+        // Money is always grouped, whatever the locale's own default.
+        m_grouped.setNumberOptions(QLocale::DefaultNumberOptions);
+        m_plain.setNumberOptions(QLocale::OmitGroupSeparator);
+    }
+    QString cell(sqlite3_stmt *stmt, int column) const
+    {
+        switch (columnKinds[column]) {
+        case Kind::Integer:
+            return m_plain.toString(sqlite3_column_int64(stmt, column));
+        case Kind::Money:
+            return m_grouped.toString(sqlite3_column_double(stmt, column), 'f', 2);
+        case Kind::Real:
+            return m_plain.toString(sqlite3_column_double(stmt, column), 'g', QLocale::FloatingPointShortest);
+        case Kind::Date: {
+            const auto *text = reinterpret_cast<const char *>(sqlite3_column_text(stmt, column));
+            const QDate date = QDate::fromString(
+                QString::fromLatin1(text, sqlite3_column_bytes(stmt, column)), Qt::ISODate);
+            return m_plain.toString(date, m_datePattern);
+        }
+        case Kind::Text:
+            break;
+        }
+        return QString::fromUtf8(reinterpret_cast<const char *>(sqlite3_column_text(stmt, column)),
+            sqlite3_column_bytes(stmt, column));
+    }
+
+private:
+    QLocale m_grouped, m_plain;
+    const QString m_datePattern = QStringLiteral("dd/MM/yyyy");
+};
+
+// Steps the bench query and hands every row to a callback.
+template <typename RowFn> void forEachRow(const QString &path, int rows, RowFn &&row)
+{
+    Db db(path, SQLITE_OPEN_READONLY);
+    sqlite3_stmt *stmt = db.prepare(limitedQuery(rows));
+    int rc;
+    while ((rc = sqlite3_step(stmt)) == SQLITE_ROW)
+        row(stmt);
+    sqlite3_finalize(stmt);
+    if (rc != SQLITE_DONE)
+        fail(sqlite3_errmsg(db));
+}
+
+// ---- first paint ------------------------------------------------------------------------------
+
+class PaintWatch : public QObject {
+public:
+    explicit PaintWatch(QWidget *viewport)
+        : m_viewport(viewport)
+    {
+        viewport->installEventFilter(this);
+    }
+    ~PaintWatch() override
+    {
+        if (m_viewport)
+            m_viewport->removeEventFilter(this);
+    }
+    void reset() { m_painted = false; }
+    // Lets the event loop run until the viewport has been painted; the paint has finished when
+    // processEvents returns.
+    void wait()
+    {
+        QElapsedTimer timer;
+        timer.start();
+        while (!m_painted) {
+            QCoreApplication::processEvents(QEventLoop::AllEvents);
+            if (timer.elapsed() > 600000)
+                fail("the view was never painted");
+        }
+    }
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        if (watched == m_viewport && event->type() == QEvent::Paint)
+            m_painted = true;
+        return false;
+    }
+
+private:
+    QPointer<QWidget> m_viewport;
+    bool m_painted = false;
+};
+
+void showEmpty(QWidget *window, QWidget *viewport)
+{
+    window->resize(800, 600);
+    window->show();
+    PaintWatch watch(viewport);
+    watch.wait();
+    QCoreApplication::processEvents();
+}
+
+struct Measure {
+    double ms = 0;
+    double bytesPerRow = 0;
+};
+
+// Runs a load between two heap readings; the returned keeper holds the result alive until the
+// second reading and is then dropped outside the timing.
+template <typename Load> Measure measure(int rows, Load &&load)
+{
+    const std::size_t before = heapInUse();
+    QElapsedTimer timer;
+    timer.start();
+    auto keep = load();
+    const double ms = double(timer.nsecsElapsed()) / 1e6;
+    const std::size_t after = heapInUse();
+    (void)keep;
+    return { ms, (double(after) - double(before)) / rows };
+}
+
+// ---- the paths --------------------------------------------------------------------------------
+
+Measure raw(const QString &path, int rows)
+{
+    return measure(rows, [&] {
+        std::size_t sink = 0;
+        int seen = 0;
+        forEachRow(path, rows, [&](sqlite3_stmt *stmt) {
+            for (int c = 0; c < Columns; ++c) {
+                const unsigned char *text = sqlite3_column_text(stmt, c);
+                sink += text ? text[0] : 0;
+            }
+            ++seen;
+        });
+        if (seen != rows)
+            fail("raw read " + std::to_string(seen) + " rows");
+        return sink;
+    });
+}
+
+Measure naive(const QString &path, int rows)
+{
+    const Formatter format;
+    return measure(rows, [&] {
+        auto cells = std::make_unique<std::vector<QString>>();
+        cells->reserve(std::size_t(rows) * Columns);
+        forEachRow(path, rows, [&](sqlite3_stmt *stmt) {
+            for (int c = 0; c < Columns; ++c)
+                cells->push_back(format.cell(stmt, c));
+        });
+        if (cells->size() != std::size_t(rows) * Columns)
+            fail("naive kept too few cells");
+        return cells;
+    });
+}
+
+Measure sqlModel(const QString &path, int rows)
+{
+    const QString name = QStringLiteral("bench");
+    Measure m;
+    {
+        QTableView view;
+        showEmpty(&view, view.viewport());
+        PaintWatch watch(view.viewport());
+        std::unique_ptr<QSqlQueryModel> model;
+        {
+            QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), name);
+            db.setDatabaseName(path);
+            db.setConnectOptions(QStringLiteral("QSQLITE_OPEN_READONLY"));
+            m = measure(rows, [&] {
+                watch.reset();
+                if (!db.open())
+                    fail(db.lastError().text().toStdString());
+                model = std::make_unique<QSqlQueryModel>();
+                model->setQuery(QString::fromStdString(limitedQuery(rows)), db);
+                if (model->lastError().isValid())
+                    fail(model->lastError().text().toStdString());
+                while (model->canFetchMore())
+                    model->fetchMore();
+                view.setModel(model.get());
+                watch.wait();
+                return 0;
+            });
+            if (model->rowCount() != rows)
+                fail("QSqlQueryModel holds " + std::to_string(model->rowCount()) + " rows");
+            view.setModel(nullptr);
+            model.reset();
+            db.close();
+        }
+    }
+    QSqlDatabase::removeDatabase(name);
+    return m;
+}
+
+Measure treeWidget(const QString &path, int rows)
+{
+    const Formatter format;
+    QTreeWidget tree;
+    tree.setColumnCount(Columns);
+    tree.setHeaderLabels({ QStringLiteral("Id"), QStringLiteral("Número"), QStringLiteral("Fecha"),
+        QStringLiteral("Cliente"), QStringLiteral("Zona"), QStringLiteral("Total"), QStringLiteral("Estado"),
+        QStringLiteral("Peso") });
+    tree.setRootIsDecorated(false);
+    showEmpty(&tree, tree.viewport());
+    PaintWatch watch(tree.viewport());
+    const Measure m = measure(rows, [&] {
+        watch.reset();
+        QList<QTreeWidgetItem *> items;
+        items.reserve(rows);
+        forEachRow(path, rows, [&](sqlite3_stmt *stmt) {
+            QStringList texts;
+            texts.reserve(Columns);
+            for (int c = 0; c < Columns; ++c)
+                texts.append(format.cell(stmt, c));
+            items.append(new QTreeWidgetItem(texts));
+        });
+        tree.addTopLevelItems(items);
+        watch.wait();
+        return 0;
+    });
+    if (tree.topLevelItemCount() != rows)
+        fail("QTreeWidget holds too few rows");
+    tree.clear();
+    return m;
+}
+
+// Unattended: failures and messages are printed and counted, never shown.
+int reportedProblems = 0;
+
+class PrintingReporter : public Brennvox10::ErrorReporter {
+public:
+    qint16 ReportError(qint32 &number, QString &description, QString &source, QString &, qint16 &) override
+    {
+        ++reportedProblems;
+        std::fprintf(
+            stderr, "failure %d in %s: %s\n", int(number), qPrintable(source), qPrintable(description));
+        return 2;
+    }
+};
+
+class UnattendedServices : public Brennvox10::Services {
+public:
+    void messageBox(const QString &text) override
+    {
+        ++reportedProblems;
+        std::fprintf(stderr, "message: %s\n", qPrintable(text));
+    }
+    std::optional<QString> inputBox(const QString &) override { return std::nullopt; }
+    bool fileExists(const QString &path) override
+    {
+        const QFileInfo info(path);
+        return info.isFile() && !info.isHidden();
+    }
+    QDate today() override { return QDate::currentDate(); }
+    QString libraryFolder() override { return QString(); }
+    void processPendingEvents() override { QCoreApplication::processEvents(); }
+};
+
+QString writeDefinition(const QString &folder, int rows)
+{
+    const QString path = QDir(folder).filePath(QStringLiteral("bench_loadlist_%1.conf").arg(rows));
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        fail("cannot write " + path.toStdString());
+    const QByteArray tab = R"(tabSQLSource="select 1, 'x' where 0" tabFieldname="1" tabDefFunc="1" )"
+                           R"(tabDefValue="1" tabDefCaption="Todos")";
+    file.write(R"(<?xml version="1.0" encoding="UTF-8"?>
+<lrfmt Caption="Bench" Key="id" ListSQLSource="select * from inv" ListMaxLineas=")"
+        + QByteArray::number(rows) + R"(">
+  <Columns>
+    <Column ColWidth="8" ColCaption="Id" ColAligment="0" ColFieldname="id"/>
+    <Column ColWidth="12" ColCaption="Numero" ColAligment="0" ColFieldname="numero"/>
+    <Column ColWidth="12" ColCaption="Fecha" ColAligment="0" ColFieldname="fecha"/>
+    <Column ColWidth="24" ColCaption="Cliente" ColAligment="0" ColFieldname="cliente"/>
+    <Column ColWidth="10" ColCaption="Zona" ColAligment="0" ColFieldname="zona"/>
+    <Column ColWidth="12" ColCaption="Total" ColAligment="1" ColFieldname="total"/>
+    <Column ColWidth="12" ColCaption="Estado" ColAligment="0" ColFieldname="estado"/>
+    <Column ColWidth="10" ColCaption="Peso" ColAligment="1" ColFieldname="peso"/>
+  </Columns>
+  <Tabs>
+    <Tab tabID="0" tabName="a" )"
+        + tab + R"(/>
+    <Tab tabID="1" tabName="b" )"
+        + tab + R"(/>
+  </Tabs>
+  <Filters/>
+</lrfmt>
+)");
+    return path;
+}
+
+// Two rows: the first load through Showme, and the timed reload.
+std::pair<Measure, Measure> listRecord(const QString &path, const QString &folder, int rows)
+{
+    const QString definition = writeDefinition(folder, rows);
+    QString sent;
+    Brennvox10::setQueryObserver([&sent](const QString &sql) { sent = sql; });
+
+    Brennvox10::ctlListRecord list;
+    Brennvox10::setTwipsSize(&list, 12000, 9000);
+    QWidget *viewport = list.ActiveListView()->treeView()->viewport();
+    list.show();
+    {
+        PaintWatch first(viewport);
+        first.wait();
+    }
+    list.lrConnectionString(QStringLiteral("Provider=SQLite;Data Source="));
+    list.lrDataSource(path);
+    list.lrConfigFileName(definition);
+
+    PaintWatch watch(viewport);
+    const std::size_t before = heapInUse();
+    QElapsedTimer timer;
+    timer.start();
+    list.Showme();
+    watch.wait();
+    const double showMs = double(timer.nsecsElapsed()) / 1e6;
+    const double showBytes = (double(heapInUse()) - double(before)) / rows;
+
+    watch.reset();
+    timer.start();
+    list.lrListRefresh();
+    watch.wait();
+    const double refreshMs = double(timer.nsecsElapsed()) / 1e6;
+    const double refreshBytes = (double(heapInUse()) - double(before)) / rows;
+
+    Brennvox10::setQueryObserver({});
+    const int shown = list.ActiveListView()->ListItems().Count();
+    if (shown != rows)
+        fail("ctlListRecord shows " + std::to_string(shown) + " rows");
+    if (sent != QLatin1String(ListQuery))
+        std::fprintf(stderr, "note: the list sent \"%s\", the other paths run \"%s limit N\"\n",
+            qPrintable(sent), ListQuery);
+    return { { showMs, showBytes }, { refreshMs, refreshBytes } };
+}
+
+// ---- the run ----------------------------------------------------------------------------------
+
+struct Row {
+    std::string path;
+    int rows;
+    Measure m;
+};
+
+// The fastest of several runs, with the heap growth of the first.
+template <typename Run> Measure best(int reps, Run &&run)
+{
+    Measure result = run();
+    for (int i = 1; i < reps; ++i)
+        result.ms = std::min(result.ms, run().ms);
+    return result;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication app(argc, argv);
+
+    QCommandLineParser parser;
+    parser.addHelpOption();
+    QCommandLineOption rowsOption(QStringLiteral("rows"), QStringLiteral("Row counts, comma separated."),
+        QStringLiteral("LIST"), QStringLiteral("10000,100000,1000000"));
+    QCommandLineOption pathsOption(QStringLiteral("paths"), QStringLiteral("Paths to run, letters a to e."),
+        QStringLiteral("LETTERS"), QStringLiteral("abcde"));
+    QCommandLineOption repsOption(QStringLiteral("reps"),
+        QStringLiteral("Runs per measurement; the fastest counts."), QStringLiteral("R"),
+        QStringLiteral("3"));
+    QCommandLineOption dirOption(QStringLiteral("dir"), QStringLiteral("Folder for the bench databases."),
+        QStringLiteral("FOLDER"), QStringLiteral(BENCH_DATA_DIR));
+    parser.addOptions({ rowsOption, pathsOption, repsOption, dirOption });
+    parser.process(app);
+
+    std::vector<int> counts;
+    for (const QString &n : parser.value(rowsOption).split(QLatin1Char(','), Qt::SkipEmptyParts))
+        counts.push_back(n.toInt());
+    const QString paths = parser.value(pathsOption);
+    const QString folder = parser.value(dirOption);
+    QDir().mkpath(folder);
+
+    Brennvox10::installErrorReporter(std::make_unique<PrintingReporter>());
+    Brennvox10::installServices(std::make_unique<UnattendedServices>());
+
+    std::vector<Row> table;
+    try {
+        for (const int rows : counts) {
+            const QString db = benchDatabase(folder, rows);
+            const int reps = std::max(1, parser.value(repsOption).toInt());
+            raw(db, rows); // brings the file into the page cache, untimed
+            if (paths.contains(QLatin1Char('a')))
+                table.push_back({ "(a) sqlite3 raw", rows, best(reps, [&] { return raw(db, rows); }) });
+            if (paths.contains(QLatin1Char('b')))
+                table.push_back({ "(b) QString naive", rows, best(reps, [&] { return naive(db, rows); }) });
+            if (paths.contains(QLatin1Char('c')))
+                table.push_back(
+                    { "(c) QSqlQueryModel", rows, best(reps, [&] { return sqlModel(db, rows); }) });
+            if (paths.contains(QLatin1Char('d')))
+                table.push_back(
+                    { "(d) QTreeWidget", rows, best(reps, [&] { return treeWidget(db, rows); }) });
+            if (paths.contains(QLatin1Char('e'))) {
+                std::pair<Measure, Measure> runs = listRecord(db, folder, rows);
+                for (int i = 1; i < reps; ++i)
+                    runs.second.ms = std::min(runs.second.ms, listRecord(db, folder, rows).second.ms);
+                table.push_back({ "(e) ctlListRecord Showme", rows, runs.first });
+                table.push_back({ "(e) ctlListRecord refresh", rows, runs.second });
+            }
+        }
+    } catch (const std::exception &e) {
+        std::fprintf(stderr, "bench_loadlist: %s\n", e.what());
+        return 1;
+    }
+
+    std::printf("Qt %s, SQLite %s, locale %s, platform %s\n", qVersion(), sqlite3_libversion(),
+        qPrintable(QLocale().name()), qPrintable(QGuiApplication::platformName()));
+    std::printf("%-27s %9s %10s %10s %8s %8s\n", "path", "rows", "wall ms", "bytes/row", "vs (a)", "vs (b)");
+    std::map<int, double> rawMs, naiveMs;
+    for (const Row &r : table) {
+        if (r.path.rfind("(a)", 0) == 0)
+            rawMs[r.rows] = r.m.ms;
+        if (r.path.rfind("(b)", 0) == 0)
+            naiveMs[r.rows] = r.m.ms;
+    }
+    auto ratio = [](const std::map<int, double> &base, int rows, double ms) {
+        const auto it = base.find(rows);
+        if (it == base.end() || it->second <= 0)
+            return std::string("-");
+        char text[32];
+        std::snprintf(text, sizeof text, "%.2f", ms / it->second);
+        return std::string(text);
+    };
+    for (const Row &r : table)
+        std::printf("%-27s %9d %10.1f %10.1f %8s %8s\n", r.path.c_str(), r.rows, r.m.ms, r.m.bytesPerRow,
+            ratio(rawMs, r.rows, r.m.ms).c_str(), ratio(naiveMs, r.rows, r.m.ms).c_str());
+    if (reportedProblems)
+        std::printf("%d failures or messages were reported during the run\n", reportedProblems);
+    return reportedProblems ? 1 : 0;
+}

@@ -1,0 +1,177 @@
+// brennvox10-demo: a host window around one record list of invoices. It shows what a host does:
+// set the connection and the definition file, call Showme, and answer the list's commands. The
+// commands only appear in the status bar here; a real host would open, delete or print the invoice
+// and then keep the list current with lrAddListItem, lrUpdateListItem or lrDelListItem.
+//
+//   brennvox10-demo [--db PATH] [--conf PATH] [--screenshot FILE]
+//
+// Without --db and --conf it opens the sample database and definition beside the executable.
+// --screenshot renders the window without a display, writes it as a PNG and exits; failures the
+// list reported meanwhile are printed and make the exit code non-zero.
+
+#include <Brennvox10/Brennvox10.h>
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFileInfo>
+#include <QMainWindow>
+#include <QPixmap>
+#include <QStatusBar>
+#include <QTreeView>
+
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+namespace {
+
+// Used only for --screenshot: nobody is there to answer a dialog, so failures and messages are
+// written to stderr, counted, and the failed procedure is left.
+int unattendedProblems = 0;
+
+class PrintingReporter : public Brennvox10::ErrorReporter {
+public:
+    qint16 ReportError(
+        qint32 &number, QString &description, QString &source, QString &controlText, qint16 &) override
+    {
+        ++unattendedProblems;
+        std::fprintf(stderr, "failure %d in %s (%s): %s\n", int(number), qPrintable(source),
+            qPrintable(controlText), qPrintable(description));
+        return 2;
+    }
+};
+
+class UnattendedServices : public Brennvox10::Services {
+public:
+    void messageBox(const QString &text) override
+    {
+        ++unattendedProblems;
+        std::fprintf(stderr, "message: %s\n", qPrintable(text));
+    }
+    std::optional<QString> inputBox(const QString &) override { return std::nullopt; }
+    bool fileExists(const QString &path) override
+    {
+        const QFileInfo info(path);
+        return info.isFile() && !info.isHidden();
+    }
+    QDate today() override { return QDate::currentDate(); }
+    QString libraryFolder() override { return QCoreApplication::applicationDirPath(); }
+    void processPendingEvents() override { QCoreApplication::processEvents(); }
+};
+
+bool wantsScreenshot(int argc, char **argv)
+{
+    for (int i = 1; i < argc; ++i)
+        if (std::strcmp(argv[i], "--screenshot") == 0 || std::strncmp(argv[i], "--screenshot=", 13) == 0)
+            return true;
+    return false;
+}
+
+// Notes when a widget has been painted.
+class PaintWatch : public QObject {
+public:
+    bool painted = false;
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        if (event->type() == QEvent::Paint)
+            painted = true;
+        return QObject::eventFilter(watched, event);
+    }
+};
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    const bool screenshot = wantsScreenshot(argc, argv);
+    if (screenshot && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("brennvox10-demo"));
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral("Record list of invoices over a SQLite database."));
+    parser.addHelpOption();
+    const QString here = QCoreApplication::applicationDirPath();
+    QCommandLineOption dbOption(QStringLiteral("db"), QStringLiteral("SQLite database file."),
+        QStringLiteral("PATH"), QDir(here).filePath(QStringLiteral("sample.db")));
+    QCommandLineOption confOption(QStringLiteral("conf"), QStringLiteral("List definition file."),
+        QStringLiteral("PATH"), QDir(here).filePath(QStringLiteral("lrfmt.conf")));
+    QCommandLineOption shotOption(QStringLiteral("screenshot"),
+        QStringLiteral("Render offscreen, save the window as PNG and exit."), QStringLiteral("FILE"));
+    parser.addOptions({ dbOption, confOption, shotOption });
+    parser.process(app);
+
+    if (screenshot) {
+        Brennvox10::installErrorReporter(std::make_unique<PrintingReporter>());
+        Brennvox10::installServices(std::make_unique<UnattendedServices>());
+    }
+
+    QMainWindow window;
+    window.setWindowTitle(QStringLiteral("Brennvox10 demo"));
+    auto *list = new Brennvox10::ctlListRecord(&window);
+    list->setObjectName(QStringLiteral("ctlListRecord1"));
+    window.setCentralWidget(list);
+    window.statusBar()->showMessage(QStringLiteral("Listo"));
+
+    // The list's design height, and wider than its design width so that nine columns stay readable;
+    // the window adds its status bar below. Column widths follow the width the list has at Showme.
+    Brennvox10::setTwipsSize(list, 12600, 5925);
+    window.resize(list->size().width(), list->size().height() + window.statusBar()->sizeHint().height());
+
+    auto report = [&window](const char *command) {
+        return [&window, command](QString &pItem) {
+            window.statusBar()->showMessage(QLatin1String(command) + QLatin1Char(' ') + pItem);
+        };
+    };
+    QObject::connect(list, &Brennvox10::ctlListRecord::cmdAdd, &window, report("cmdAdd"));
+    QObject::connect(list, &Brennvox10::ctlListRecord::cmdOpen, &window, report("cmdOpen"));
+    QObject::connect(list, &Brennvox10::ctlListRecord::cmdDel, &window, report("cmdDel"));
+    QObject::connect(list, &Brennvox10::ctlListRecord::cmdPrint, &window, report("cmdPrint"));
+    QObject::connect(list, &Brennvox10::ctlListRecord::cmdRecodificar, &window, report("cmdRecodificar"));
+    QObject::connect(list, &Brennvox10::ctlListRecord::cmdAnular, &window, report("cmdAnular"));
+    QObject::connect(list, &Brennvox10::ctlListRecord::ClickMenuContextual, &window, [&window, list] {
+        window.statusBar()->showMessage(QStringLiteral("ClickMenuContextual ") + list->lrSelectedKey());
+    });
+    QObject::connect(list, &Brennvox10::ctlListRecord::cmdClose, &window, &QWidget::close);
+
+    list->lrConnectionString(QStringLiteral("Provider=SQLite;Data Source="));
+    list->lrDataSource(parser.value(dbOption));
+    list->lrConfigFileName(parser.value(confOption));
+
+    window.show();
+    list->Showme();
+
+    if (!screenshot)
+        return app.exec();
+
+    const QString file = parser.value(shotOption);
+    if (file.isEmpty()) {
+        std::fprintf(stderr, "brennvox10-demo: --screenshot needs a file name\n");
+        return 2;
+    }
+    // The window is grabbed only once the list itself has been painted with its rows.
+    PaintWatch watch;
+    QWidget *viewport = list->ActiveListView()->treeView()->viewport();
+    viewport->installEventFilter(&watch);
+    viewport->update();
+    QElapsedTimer waited;
+    waited.start();
+    while (!watch.painted && waited.elapsed() < 10000)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+    QCoreApplication::processEvents();
+    if (!watch.painted)
+        std::fprintf(stderr, "brennvox10-demo: the list was never painted\n");
+
+    if (!window.grab().save(file, "PNG")) {
+        std::fprintf(stderr, "brennvox10-demo: cannot write %s\n", qPrintable(file));
+        return 1;
+    }
+    std::printf("%s: %d rows shown\n", qPrintable(file), list->ActiveListView()->ListItems().Count());
+    return unattendedProblems == 0 && watch.painted ? 0 : 3;
+}

@@ -1,0 +1,502 @@
+#include "platform/widgets/RowStore_p.h"
+
+#include <QHashFunctions>
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
+namespace Brennvox10 {
+
+void prefault(void *memory, size_t bytes)
+{
+#ifndef MADV_POPULATE_WRITE
+#define MADV_POPULATE_WRITE 23
+#endif
+    static const uintptr_t page = uintptr_t(sysconf(_SC_PAGESIZE));
+    const uintptr_t begin = (uintptr_t(memory) + page - 1) & ~(page - 1);
+    const uintptr_t end = (uintptr_t(memory) + bytes) & ~(page - 1);
+    // Older kernels refuse the advice; the pages then fault in as they are touched.
+    if (end > begin)
+        madvise(reinterpret_cast<void *>(begin), end - begin, MADV_POPULATE_WRITE);
+}
+
+namespace {
+
+constexpr quint32 HeaderSize = 4;
+constexpr quint32 FirstChunkSize = 16 * 1024;
+constexpr quint32 LargestChunkSize = 4 * 1024 * 1024;
+// Below this much garbage a rewrite never pays for itself.
+constexpr quint64 CompactionFloor = 1024 * 1024;
+
+quint32 varintSize(quint64 v)
+{
+    quint32 n = 1;
+    while (v >= 0x80) {
+        v >>= 7;
+        ++n;
+    }
+    return n;
+}
+
+char *putVarint(char *p, quint64 v)
+{
+    while (v >= 0x80) {
+        *p++ = char(quint8(v) | 0x80);
+        v >>= 7;
+    }
+    *p++ = char(v);
+    return p;
+}
+
+const char *getVarint(const char *p, quint64 *v)
+{
+    quint64 result = 0;
+    int shift = 0;
+    quint8 byte;
+    do {
+        byte = quint8(*p++);
+        result |= quint64(byte & 0x7f) << shift;
+        shift += 7;
+    } while (byte & 0x80);
+    *v = result;
+    return p;
+}
+
+quint64 zigzag(qint64 v)
+{
+    return (quint64(v) << 1) ^ quint64(v >> 63);
+}
+
+qint64 unzigzag(quint64 v)
+{
+    return qint64(v >> 1) ^ -qint64(v & 1);
+}
+
+quint32 readU32(const char *p)
+{
+    quint32 v;
+    std::memcpy(&v, p, sizeof v);
+    return v;
+}
+
+void writeU32(char *p, quint32 v)
+{
+    std::memcpy(p, &v, sizeof v);
+}
+
+quint8 tagOf(const CellValue &v)
+{
+    if (v.kind == CellValue::Kind::Empty)
+        return 0;
+    return quint8(quint8(v.kind) | quint8(v.style) << 3 | (v.hasTime ? 0x20 : 0));
+}
+
+quint32 cellSize(const CellValue &v)
+{
+    switch (v.kind) {
+    case CellValue::Kind::Empty:
+        return 1;
+    case CellValue::Kind::Text:
+        return 1 + varintSize(quint64(v.text.size())) + quint32(v.text.size());
+    case CellValue::Kind::Integer:
+    case CellValue::Kind::Boolean:
+        return 1 + varintSize(zigzag(v.integer));
+    case CellValue::Kind::Real:
+        return 1 + sizeof(double);
+    case CellValue::Kind::DateTime:
+        return 1 + varintSize(zigzag(v.integer)) + (v.hasTime ? varintSize(quint32(v.msecs)) : 0);
+    }
+    return 1;
+}
+
+char *putCell(char *p, const CellValue &v)
+{
+    *p++ = char(tagOf(v));
+    switch (v.kind) {
+    case CellValue::Kind::Empty:
+        break;
+    case CellValue::Kind::Text:
+        p = putVarint(p, quint64(v.text.size()));
+        if (!v.text.isEmpty())
+            std::memcpy(p, v.text.data(), size_t(v.text.size()));
+        p += v.text.size();
+        break;
+    case CellValue::Kind::Integer:
+    case CellValue::Kind::Boolean:
+        p = putVarint(p, zigzag(v.integer));
+        break;
+    case CellValue::Kind::Real:
+        std::memcpy(p, &v.real, sizeof(double));
+        p += sizeof(double);
+        break;
+    case CellValue::Kind::DateTime:
+        p = putVarint(p, zigzag(v.integer));
+        if (v.hasTime)
+            p = putVarint(p, quint32(v.msecs));
+        break;
+    }
+    return p;
+}
+
+const char *getCell(const char *p, CellValue *v)
+{
+    const quint8 tag = quint8(*p++);
+    v->kind = CellValue::Kind(tag & 0x07);
+    v->style = CellValue::Style((tag >> 3) & 0x03);
+    v->hasTime = tag & 0x20;
+    quint64 raw = 0;
+    switch (v->kind) {
+    case CellValue::Kind::Empty:
+        break;
+    case CellValue::Kind::Text:
+        p = getVarint(p, &raw);
+        v->text = QByteArrayView(p, qsizetype(raw));
+        p += raw;
+        break;
+    case CellValue::Kind::Integer:
+    case CellValue::Kind::Boolean:
+        p = getVarint(p, &raw);
+        v->integer = unzigzag(raw);
+        break;
+    case CellValue::Kind::Real:
+        std::memcpy(&v->real, p, sizeof(double));
+        p += sizeof(double);
+        break;
+    case CellValue::Kind::DateTime:
+        p = getVarint(p, &raw);
+        v->integer = unzigzag(raw);
+        if (v->hasTime) {
+            p = getVarint(p, &raw);
+            v->msecs = qint32(raw);
+        }
+        break;
+    }
+    return p;
+}
+
+// Skips the key; returns the first cell.
+const char *cellsOf(const char *blob, QByteArrayView *key = nullptr)
+{
+    quint64 length;
+    const char *p = getVarint(blob + HeaderSize, &length);
+    if (key)
+        *key = QByteArrayView(p, qsizetype(length));
+    return p + length;
+}
+
+QByteArray encodeRow(QByteArrayView key, const std::vector<CellValue> &cells)
+{
+    quint32 size = HeaderSize + varintSize(quint64(key.size())) + quint32(key.size());
+    for (const CellValue &c : cells)
+        size += cellSize(c);
+    QByteArray out(qsizetype(size), Qt::Uninitialized);
+    char *p = out.data();
+    writeU32(p, size - HeaderSize);
+    p = putVarint(p + HeaderSize, quint64(key.size()));
+    if (!key.isEmpty())
+        std::memcpy(p, key.data(), size_t(key.size()));
+    p += key.size();
+    for (const CellValue &c : cells)
+        p = putCell(p, c);
+    return out;
+}
+
+bool sameBytes(QByteArrayView a, QByteArrayView b)
+{
+    return a.size() == b.size() && (a.isEmpty() || std::memcmp(a.data(), b.data(), size_t(a.size())) == 0);
+}
+
+} // namespace
+
+RowStore::RowStore()
+    : m_seed(QHashSeed::globalSeed())
+{
+}
+
+RowStore::~RowStore() = default;
+
+const char *RowStore::blob(quint32 id) const
+{
+    const quint64 location = m_rows[id];
+    return m_chunks[size_t(location >> 32)].data.get() + quint32(location);
+}
+
+quint32 RowStore::blobSize(quint32 id) const
+{
+    return HeaderSize + readU32(blob(id));
+}
+
+char *RowStore::allocate(quint32 bytes, quint64 *location)
+{
+    if (m_chunks.empty() || m_chunks.back().size - m_chunks.back().used < bytes) {
+        const quint32 planned = std::min(LargestChunkSize, FirstChunkSize << std::min(m_nextChunk, 8u));
+        Chunk chunk;
+        chunk.size = std::max(bytes, planned);
+        chunk.data = std::make_unique_for_overwrite<char[]>(chunk.size);
+        if (chunk.size >= 64 * 1024)
+            prefault(chunk.data.get(), chunk.size);
+        m_chunks.push_back(std::move(chunk));
+        ++m_nextChunk;
+    }
+    Chunk &chunk = m_chunks.back();
+    *location = quint64(m_chunks.size() - 1) << 32 | chunk.used;
+    char *p = chunk.data.get() + chunk.used;
+    chunk.used += bytes;
+    m_used += bytes;
+    return p;
+}
+
+quint32 RowStore::hashOf(QByteArrayView key) const
+{
+    const size_t h = qHash(key, m_seed);
+    return quint32(h ^ (quint64(h) >> 32));
+}
+
+void RowStore::growSlots(size_t minimumRows)
+{
+    const size_t wanted = std::max<size_t>(16, std::bit_ceil(minimumRows * 2));
+    if (wanted <= m_slots.size())
+        return;
+    BulkVector<quint64> old(wanted, 0);
+    old.swap(m_slots);
+    const size_t mask = m_slots.size() - 1;
+    for (quint64 e : old) {
+        if (!e)
+            continue;
+        size_t i = size_t(e >> 32) & mask;
+        while (m_slots[i])
+            i = (i + 1) & mask;
+        m_slots[i] = e;
+    }
+}
+
+void RowStore::insertSlot(quint32 hash, quint32 id)
+{
+    if ((m_keyed + 1) * 2 > m_slots.size())
+        growSlots(m_keyed + 1);
+    const size_t mask = m_slots.size() - 1;
+    size_t i = hash & mask;
+    while (m_slots[i])
+        i = (i + 1) & mask;
+    m_slots[i] = quint64(hash) << 32 | (quint64(id) + 1);
+    ++m_keyed;
+}
+
+void RowStore::eraseSlot(quint32 id)
+{
+    const size_t mask = m_slots.size() - 1;
+    size_t hole = hashOf(key(id)) & mask;
+    while (quint32(m_slots[hole]) != id + 1)
+        hole = (hole + 1) & mask;
+    // Backward shift keeps every probe chain unbroken without tombstones.
+    for (size_t j = (hole + 1) & mask; m_slots[j]; j = (j + 1) & mask) {
+        const size_t home = size_t(m_slots[j] >> 32) & mask;
+        const bool staysPut = hole <= j ? (home > hole && home <= j) : (home > hole || home <= j);
+        if (!staysPut) {
+            m_slots[hole] = m_slots[j];
+            hole = j;
+        }
+    }
+    m_slots[hole] = 0;
+    --m_keyed;
+}
+
+quint32 RowStore::find(QByteArrayView key) const
+{
+    if (key.isEmpty() || m_slots.empty())
+        return None;
+    const quint32 hash = hashOf(key);
+    const size_t mask = m_slots.size() - 1;
+    for (size_t i = hash & mask; m_slots[i]; i = (i + 1) & mask) {
+        const quint64 e = m_slots[i];
+        if (quint32(e >> 32) != hash)
+            continue;
+        const quint32 id = quint32(e) - 1;
+        if (sameBytes(this->key(id), key))
+            return id;
+    }
+    return None;
+}
+
+quint32 RowStore::append(QByteArrayView key, const CellValue &text)
+{
+    quint32 hash = 0;
+    if (!key.isEmpty()) {
+        if (find(key) != None)
+            return None;
+        hash = hashOf(key);
+    }
+    const quint32 payload = varintSize(quint64(key.size())) + quint32(key.size()) + cellSize(text);
+    quint64 location;
+    char *p = allocate(HeaderSize + payload, &location);
+    writeU32(p, payload);
+    p = putVarint(p + HeaderSize, quint64(key.size()));
+    if (!key.isEmpty())
+        std::memcpy(p, key.data(), size_t(key.size()));
+    putCell(p + key.size(), text);
+
+    const quint32 id = quint32(m_rows.size());
+    m_rows.push_back(location);
+    if (!key.isEmpty())
+        insertSlot(hash, id);
+    ++m_live;
+    m_tail = id;
+    m_tailCells = 1;
+    return id;
+}
+
+void RowStore::setCell(quint32 id, int index, const CellValue &value)
+{
+    if (id == m_tail && index >= m_tailCells) {
+        // The bulk load's path: the newest row grows at the end of its chunk.
+        const quint32 gap = quint32(index - m_tailCells);
+        const quint32 growth = gap + cellSize(value);
+        const quint64 location = m_rows[id];
+        const quint32 size = blobSize(id);
+        char *start = m_chunks[size_t(location >> 32)].data.get() + quint32(location);
+        Chunk &chunk = m_chunks.back();
+        char *end;
+        if (chunk.size - chunk.used >= growth) {
+            end = chunk.data.get() + chunk.used;
+            chunk.used += growth;
+            m_used += growth;
+        } else {
+            quint64 moved;
+            char *copy = allocate(size + growth, &moved);
+            std::memcpy(copy, start, size);
+            m_waste += size;
+            m_rows[id] = moved;
+            start = copy;
+            end = copy + size;
+        }
+        std::memset(end, 0, gap);
+        putCell(end + gap, value);
+        writeU32(start, readU32(start) + growth);
+        m_tailCells = index + 1;
+        return;
+    }
+
+    // Any other change rewrites the row: row maintenance touches one row at a time.
+    const char *b = blob(id);
+    const char *end = b + blobSize(id);
+    QByteArrayView key;
+    const char *p = cellsOf(b, &key);
+    std::vector<CellValue> cells;
+    while (p < end) {
+        cells.emplace_back();
+        p = getCell(p, &cells.back());
+    }
+    if (size_t(index) >= cells.size())
+        cells.resize(size_t(index) + 1);
+    cells[size_t(index)] = value;
+    const int cellCount = int(cells.size());
+    place(id, encodeRow(key, cells));
+    m_tailCells = cellCount;
+}
+
+void RowStore::place(quint32 id, const QByteArray &row)
+{
+    const quint32 size = quint32(row.size());
+    const quint32 old = blobSize(id);
+    if (id == m_tail) {
+        const quint64 location = m_rows[id];
+        Chunk &chunk = m_chunks[size_t(location >> 32)];
+        const quint32 offset = quint32(location);
+        if (chunk.size - offset >= size) {
+            std::memcpy(chunk.data.get() + offset, row.constData(), size);
+            chunk.used = offset + size;
+            m_used = m_used - old + size;
+            return;
+        }
+    }
+    m_waste += old;
+    m_rows[id] = Dead; // not copied by a compaction: its new blob follows
+    compactIfWasteful();
+    quint64 location;
+    std::memcpy(allocate(size, &location), row.constData(), size);
+    m_rows[id] = location;
+    m_tail = id;
+}
+
+void RowStore::compactIfWasteful()
+{
+    if (m_waste < CompactionFloor || m_waste * 2 < m_used)
+        return;
+    std::vector<Chunk> old;
+    old.swap(m_chunks);
+    m_used = 0;
+    m_waste = 0;
+    m_nextChunk = 0;
+    for (quint64 &location : m_rows) {
+        if (location == Dead)
+            continue;
+        const char *src = old[size_t(location >> 32)].data.get() + quint32(location);
+        const quint32 size = HeaderSize + readU32(src);
+        std::memcpy(allocate(size, &location), src, size);
+    }
+    m_tail = None;
+}
+
+CellValue RowStore::cell(quint32 id, int index) const
+{
+    CellValue v;
+    const char *b = blob(id);
+    const char *end = b + blobSize(id);
+    const char *p = cellsOf(b);
+    for (int i = 0; p < end; ++i) {
+        if (i == index) {
+            getCell(p, &v);
+            return v;
+        }
+        CellValue skipped;
+        p = getCell(p, &skipped);
+    }
+    return v;
+}
+
+QByteArrayView RowStore::key(quint32 id) const
+{
+    QByteArrayView k;
+    cellsOf(blob(id), &k);
+    return k;
+}
+
+void RowStore::remove(quint32 id)
+{
+    if (!key(id).isEmpty())
+        eraseSlot(id);
+    m_waste += blobSize(id);
+    m_rows[id] = Dead;
+    if (id == m_tail)
+        m_tail = None;
+    --m_live;
+    compactIfWasteful();
+}
+
+void RowStore::clear()
+{
+    std::vector<Chunk>().swap(m_chunks);
+    BulkVector<quint64>().swap(m_rows);
+    BulkVector<quint64>().swap(m_slots);
+    m_keyed = 0;
+    m_live = 0;
+    m_nextChunk = 0;
+    m_used = 0;
+    m_waste = 0;
+    m_tail = None;
+    m_tailCells = 0;
+}
+
+void RowStore::reserve(int rows)
+{
+    if (rows <= 0)
+        return;
+    m_rows.reserve(size_t(rows));
+    growSlots(size_t(rows));
+}
+
+} // namespace Brennvox10

@@ -1,0 +1,97 @@
+#pragma once
+// Keyed rows of typed cells packed into byte chunks: a million rows cost little more than their data.
+// A row is one blob [u32 payload size][varint key length][key][cells...]; a cell is a tag byte (kind,
+// style, has-time) and its payload. Rows are named by ids that stay fixed until the row is removed or
+// the store cleared; ids grow in the order rows were added.
+
+#include <Brennvox10/ListView.h>
+
+#include <QByteArrayView>
+
+#include <memory>
+#include <vector>
+
+namespace Brennvox10 {
+
+// Maps the pages of a fresh block in one call. Touching them one by one faults once per page, which on
+// some machines costs more than the whole load that fills them.
+void prefault(void *memory, size_t bytes);
+
+// For the arrays that grow with the row count.
+template <typename T> struct PrefaultAllocator {
+    using value_type = T;
+    PrefaultAllocator() = default;
+    template <typename U> PrefaultAllocator(const PrefaultAllocator<U> &) { }
+    T *allocate(size_t n)
+    {
+        T *p = std::allocator<T>().allocate(n);
+        if (n * sizeof(T) >= 256 * 1024)
+            prefault(p, n * sizeof(T));
+        return p;
+    }
+    void deallocate(T *p, size_t n) { std::allocator<T>().deallocate(p, n); }
+    template <typename U> bool operator==(const PrefaultAllocator<U> &) const { return true; }
+};
+
+template <typename T> using BulkVector = std::vector<T, PrefaultAllocator<T>>;
+
+class RowStore {
+public:
+    static constexpr quint32 None = 0xffffffffu;
+
+    RowStore();
+    ~RowStore();
+    RowStore(const RowStore &) = delete;
+    RowStore &operator=(const RowStore &) = delete;
+
+    int count() const { return m_live; }
+    // One past the highest id ever given since the last clear.
+    quint32 idLimit() const { return quint32(m_rows.size()); }
+    bool isAlive(quint32 id) const { return id < m_rows.size() && m_rows[id] != Dead; }
+
+    // None when no row has that key; an empty key names no row.
+    quint32 find(QByteArrayView key) const;
+    // Appends a row whose first cell is text; None, and nothing added, when the key is taken.
+    quint32 append(QByteArrayView key, const CellValue &text);
+    void setCell(quint32 id, int index, const CellValue &value);
+    // An empty cell when never set. Text views into the store: valid until the next change.
+    CellValue cell(quint32 id, int index) const;
+    QByteArrayView key(quint32 id) const;
+    void remove(quint32 id);
+    void clear();
+    void reserve(int rows);
+
+private:
+    static constexpr quint64 Dead = ~quint64(0);
+    struct Chunk {
+        std::unique_ptr<char[]> data;
+        quint32 size = 0;
+        quint32 used = 0;
+    };
+
+    const char *blob(quint32 id) const;
+    quint32 blobSize(quint32 id) const;
+    char *allocate(quint32 bytes, quint64 *location);
+    void place(quint32 id, const QByteArray &blob);
+    void compactIfWasteful();
+    quint32 hashOf(QByteArrayView key) const;
+    void insertSlot(quint32 hash, quint32 id);
+    void eraseSlot(quint32 id);
+    void growSlots(size_t minimumRows);
+
+    std::vector<Chunk> m_chunks;
+    BulkVector<quint64> m_rows; // id -> chunk << 32 | offset, or Dead
+    // Open addressing with linear probing: hash << 32 | (id + 1), 0 when free.
+    BulkVector<quint64> m_slots;
+    size_t m_keyed = 0;
+    size_t m_seed = 0;
+    int m_live = 0;
+    quint32 m_nextChunk = 0;
+    quint64 m_used = 0; // bytes of every blob ever placed
+    quint64 m_waste = 0; // bytes of blobs that were moved or removed since
+    // The row whose blob ends its chunk's used part: cells are appended to it in place.
+    quint32 m_tail = None;
+    int m_tailCells = 0;
+};
+
+} // namespace Brennvox10
