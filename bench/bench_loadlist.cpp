@@ -38,6 +38,8 @@
 #include <sqlite3.h>
 
 #include <algorithm>
+#include "Unattended.h"
+
 #include <cstdio>
 #include <map>
 #include <memory>
@@ -401,36 +403,7 @@ Measure treeWidget(const QString &path, int rows)
 }
 
 // Unattended: failures and messages are printed and counted, never shown.
-int reportedProblems = 0;
 
-class PrintingReporter : public Brennvox10::ErrorReporter {
-public:
-    qint16 ReportError(qint32 &number, QString &description, QString &source, QString &, qint16 &) override
-    {
-        ++reportedProblems;
-        std::fprintf(
-            stderr, "failure %d in %s: %s\n", int(number), qPrintable(source), qPrintable(description));
-        return 2;
-    }
-};
-
-class UnattendedServices : public Brennvox10::Services {
-public:
-    void messageBox(const QString &text) override
-    {
-        ++reportedProblems;
-        std::fprintf(stderr, "message: %s\n", qPrintable(text));
-    }
-    std::optional<QString> inputBox(const QString &) override { return std::nullopt; }
-    bool fileExists(const QString &path) override
-    {
-        const QFileInfo info(path);
-        return info.isFile() && !info.isHidden();
-    }
-    QDate today() override { return QDate::currentDate(); }
-    QString libraryFolder() override { return QString(); }
-    void processPendingEvents() override { QCoreApplication::processEvents(); }
-};
 
 QString writeDefinition(const QString &folder, int rows)
 {
@@ -556,8 +529,7 @@ int main(int argc, char **argv)
     const QString folder = parser.value(dirOption);
     QDir().mkpath(folder);
 
-    Brennvox10::installErrorReporter(std::make_unique<PrintingReporter>());
-    Brennvox10::installServices(std::make_unique<UnattendedServices>());
+    unattended::install();
 
     std::vector<Row> table;
     try {
@@ -609,7 +581,7 @@ int main(int argc, char **argv)
     for (const Row &r : table)
         std::printf("%-27s %9d %10.1f %10.1f %8s %8s\n", r.path.c_str(), r.rows, r.m.ms, r.m.bytesPerRow,
             ratio(rawMs, r.rows, r.m.ms).c_str(), ratio(naiveMs, r.rows, r.m.ms).c_str());
-    if (reportedProblems)
-        std::printf("%d failures or messages were reported during the run\n", reportedProblems);
-    return reportedProblems ? 1 : 0;
+    if (unattended::problems)
+        std::printf("%d failures or messages were reported during the run\n", unattended::problems);
+    return unattended::problems ? 1 : 0;
 }

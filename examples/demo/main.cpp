@@ -21,45 +21,15 @@
 #include <QStatusBar>
 #include <QTreeView>
 
+#include "Unattended.h"
+
 #include <cstdio>
 #include <cstring>
 #include <memory>
 
 namespace {
 
-// Used only for --screenshot: nobody is there to answer a dialog, so failures and messages are
-// written to stderr, counted, and the failed procedure is left.
-int unattendedProblems = 0;
 
-class PrintingReporter : public Brennvox10::ErrorReporter {
-public:
-    qint16 ReportError(
-        qint32 &number, QString &description, QString &source, QString &controlText, qint16 &) override
-    {
-        ++unattendedProblems;
-        std::fprintf(stderr, "failure %d in %s (%s): %s\n", int(number), qPrintable(source),
-            qPrintable(controlText), qPrintable(description));
-        return 2;
-    }
-};
-
-class UnattendedServices : public Brennvox10::Services {
-public:
-    void messageBox(const QString &text) override
-    {
-        ++unattendedProblems;
-        std::fprintf(stderr, "message: %s\n", qPrintable(text));
-    }
-    std::optional<QString> inputBox(const QString &) override { return std::nullopt; }
-    bool fileExists(const QString &path) override
-    {
-        const QFileInfo info(path);
-        return info.isFile() && !info.isHidden();
-    }
-    QDate today() override { return QDate::currentDate(); }
-    QString libraryFolder() override { return QCoreApplication::applicationDirPath(); }
-    void processPendingEvents() override { QCoreApplication::processEvents(); }
-};
 
 bool wantsScreenshot(int argc, char **argv)
 {
@@ -108,8 +78,7 @@ int main(int argc, char **argv)
     parser.process(app);
 
     if (screenshot) {
-        Brennvox10::installErrorReporter(std::make_unique<PrintingReporter>());
-        Brennvox10::installServices(std::make_unique<UnattendedServices>());
+        unattended::install(QCoreApplication::applicationDirPath());
     }
 
     QMainWindow window;
@@ -173,5 +142,5 @@ int main(int argc, char **argv)
         return 1;
     }
     std::printf("%s: %d rows shown\n", qPrintable(file), list->ActiveListView()->ListItems().Count());
-    return unattendedProblems == 0 && watch.painted ? 0 : 3;
+    return unattended::problems == 0 && watch.painted ? 0 : 3;
 }

@@ -354,6 +354,22 @@ QString rowQuery(const QString &source, const QString &keyField, const QString &
 }
 } // namespace
 
+bool RecordList::openRow(Guard &g, data::Recordset &rs, const QString &rowKey)
+{
+    g.step(closingOnFailure(rs, [&] {
+        rs.setCursorLocation(3);
+        rs.Open(rowQuery(ListSource, KeyField, rowKey), EffectiveConnectionString, 3, 3, -1);
+    }));
+    bool empty = false;
+    g.step(closingOnFailure(rs, [&] {
+        requireOpen(rs);
+        empty = rs.Eof();
+    }));
+    if (empty)
+        g.step([&] { rs.Close(); });
+    return !empty;
+}
+
 void RecordList::fillRow(Guard &g, data::Recordset &rs, const ListItem &item, bool setText)
 {
     ColumnHeaders &headers = m_list.ColumnHeaders();
@@ -380,19 +396,8 @@ void RecordList::addRow(const QString &rowKey)
         if (!go)
             return;
         data::Recordset rs;
-        g.step(closingOnFailure(rs, [&] {
-            rs.setCursorLocation(3);
-            rs.Open(rowQuery(ListSource, KeyField, rowKey), EffectiveConnectionString, 3, 3, -1);
-        }));
-        bool empty = false;
-        g.step(closingOnFailure(rs, [&] {
-            requireOpen(rs);
-            empty = rs.Eof();
-        }));
-        if (empty) {
-            g.step([&] { rs.Close(); });
+        if (!openRow(g, rs, rowKey))
             return;
-        }
         ListItem item;
         g.step(closingOnFailure(rs, [&] {
             requireOpen(rs);
@@ -421,19 +426,8 @@ void RecordList::updateRow(const QString &rowKey)
         ListItem item;
         g.step([&] { item = m_list.ListItems().Item(QStringLiteral("T") + rowKey); });
         data::Recordset rs;
-        g.step(closingOnFailure(rs, [&] {
-            rs.setCursorLocation(3);
-            rs.Open(rowQuery(ListSource, KeyField, rowKey), EffectiveConnectionString, 3, 3, -1);
-        }));
-        bool empty = false;
-        g.step(closingOnFailure(rs, [&] {
-            requireOpen(rs);
-            empty = rs.Eof();
-        }));
-        if (empty) {
-            g.step([&] { rs.Close(); });
+        if (!openRow(g, rs, rowKey))
             return;
-        }
         if (item)
             fillRow(g, rs, item, true);
         g.step([&] {

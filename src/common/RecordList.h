@@ -77,6 +77,8 @@ public:
 
 private:
     void loadTabs(int i);
+    // Opens the single-row query; false when it returned no row (the recordset is then closed).
+    bool openRow(Guard &g, data::Recordset &rs, const QString &rowKey);
     void fillRow(Guard &g, data::Recordset &rs, const ListItem &item, bool setText);
 
     QWidget &m_control;

@@ -33,13 +33,13 @@ constexpr int IndexRecode = 5;
 // The command key is the button's tag text, independent of its caption.
 constexpr const char *TagProperty = "Tag";
 
-struct ButtonSpec {
+struct ButtonDesign {
     const char16_t *caption;
     const char16_t *key;
     const char16_t *icon;
 };
 
-constexpr std::array<ButtonSpec, ButtonCount> Buttons { {
+constexpr std::array<ButtonDesign, ButtonCount> Buttons { {
     { u"Adicionar", u"Add", u"add" },
     { u"Abrir", u"Open", u"open" },
     { u"Eliminar", u"Del", u"del" },
@@ -121,14 +121,14 @@ ctlMenu::ctlMenu(QWidget *parent)
     initMenuResources();
 
     for (int i = 0; i < ButtonCount; ++i) {
-        const ButtonSpec &spec = Buttons[std::size_t(i)];
+        const ButtonDesign &design = Buttons[std::size_t(i)];
         auto *button = new QToolButton(this);
         button->setObjectName(QStringLiteral("cmdButtom(%1)").arg(i));
         button->setToolButtonStyle(Qt::ToolButtonTextUnderIcon);
         button->setIconSize(QSize(16, 16));
-        button->setIcon(buttonIcon(QString::fromUtf16(spec.icon)));
-        button->setText(QString::fromUtf16(spec.caption));
-        button->setProperty(TagProperty, QString::fromUtf16(spec.key));
+        button->setIcon(buttonIcon(QString::fromUtf16(design.icon)));
+        button->setText(QString::fromUtf16(design.caption));
+        button->setProperty(TagProperty, QString::fromUtf16(design.key));
         twips::setRect(button, 0.0f, 0.0f, DesignWidth, ButtonHeight);
         connect(button, &QToolButton::clicked, this, [this, button] {
             // Handlers get a copy: whatever they write to it never reaches the button.

@@ -8,6 +8,8 @@
 #include <QThread>
 #include <QtTest>
 
+#include <atomic>
+
 using namespace Brennvox10;
 
 class tst_Guard : public QObject
@@ -148,16 +150,16 @@ private Q_SLOTS:
     void reporterIsCreatedOncePerThread()
     {
         installErrorReporter(nullptr);
-        int created = 0;
+        auto created = std::make_shared<std::atomic_int>(0);
         auto log = std::make_shared<ReporterLog>();
         log->defaultAnswer = 1;
-        registerErrorReporterClass(errorReporterClassId(), [&] {
-            ++created;
+        registerErrorReporterClass(errorReporterClassId(), [created, log] {
+            ++*created;
             return std::make_unique<ScriptedReporter>(log);
         });
         runProcedure(-1);
         runProcedure(-1);
-        QCOMPARE(created, 1);
+        QCOMPARE(created->load(), 1);
         QCOMPARE(log->reports.size(), 2);
 
         // Another thread gets an instance of its own.
@@ -165,7 +167,7 @@ private Q_SLOTS:
         t->start();
         t->wait();
         delete t;
-        QCOMPARE(created, 2);
+        QCOMPARE(created->load(), 2);
         QCOMPARE(log->reports.size(), 3);
     }
 

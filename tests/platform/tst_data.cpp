@@ -1,55 +1,21 @@
 #include "platform/data/Cursor_p.h"
 #include "platform/data/Recordset.h"
+#include "support/Fixtures.h"
 
-#include <QCryptographicHash>
-#include <QElapsedTimer>
-#include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
-
-#include <sqlite3.h>
 
 using namespace Brennvox10;
 using namespace Brennvox10::data;
 
-namespace {
-
-// Writes a database file the way a host application would, outside the read-only data layer.
-void execOn(const QString &path, const QString &sql)
-{
-    sqlite3 *db = nullptr;
-    QCOMPARE(sqlite3_open_v2(QFile::encodeName(path).constData(), &db,
-                 SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr),
-        SQLITE_OK);
-    char *error = nullptr;
-    const int rc = sqlite3_exec(db, sql.toUtf8().constData(), nullptr, nullptr, &error);
-    const QString message = QString::fromUtf8(error ? error : "");
-    sqlite3_free(error);
-    sqlite3_close(db);
-    QVERIFY2(rc == SQLITE_OK, qPrintable(message));
-}
-
-// The message SQLite itself gives when preparing sql on path.
-QString sqliteMessageFor(const QString &path, const QString &sql)
-{
-    sqlite3 *db = nullptr;
-    sqlite3_open_v2(QFile::encodeName(path).constData(), &db, SQLITE_OPEN_READONLY, nullptr);
-    sqlite3_stmt *statement = nullptr;
-    sqlite3_prepare_v2(db, sql.toUtf8().constData(), -1, &statement, nullptr);
-    const QString message = QString::fromUtf8(sqlite3_errmsg(db));
-    sqlite3_finalize(statement);
-    sqlite3_close(db);
-    return message;
-}
-
-QString connectionTo(const QString &path)
+static QString connectionTo(const QString &path)
 {
     return QStringLiteral("Provider=SQLite;Data Source=") + path
         + QStringLiteral(";Jet Oledb:database password=");
 }
 
 // Runs f and gives the Failure it throws; a Failure with number 0 when it throws none.
-template <typename F> Failure failureOf(F &&f)
+template <typename F> static Failure failureOf(F &&f)
 {
     try {
         f();
@@ -59,58 +25,39 @@ template <typename F> Failure failureOf(F &&f)
     return Failure(0, QString());
 }
 
-QByteArray fileDigest(const QString &path)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return {};
-    return QCryptographicHash::hash(file.readAll(), QCryptographicHash::Sha256);
-}
-
-} // namespace
-
 class tst_Data : public QObject {
     Q_OBJECT
 
-private:
     QTemporaryDir dir;
     int fileCount = 0;
 
-    // A fresh database file with one table t(v <declared>) holding one row with the literal.
-    QString singleValue(const QString &declared, const QString &literal)
+    QString newDatabase(const QString &statements)
     {
-        const QString path = dir.filePath(QStringLiteral("v%1.db").arg(++fileCount));
-        execOn(
-            path, QStringLiteral("create table t(v %1); insert into t values (%2);").arg(declared, literal));
+        const QString path = dir.filePath(QStringLiteral("d%1.db").arg(++fileCount));
+        makeDatabase(path, { statements });
         return path;
     }
 
     QString people()
     {
-        const QString path = dir.filePath(QStringLiteral("people%1.db").arg(++fileCount));
-        execOn(path,
-            QStringLiteral("create table t(id INTEGER PRIMARY KEY, name VARCHAR(40), price CURRENCY, "
-                           "born DATE, seen DATETIME);"
-                           "insert into t values (1, 'Ana', 1234.5, '2008-03-05', '2008-03-05 14:30:15');"
-                           "insert into t values (2, 'Luis', NULL, NULL, '2024-02-29T08:05');"
-                           "insert into t values (3, 'Eva', '99.95', '2024-02-29', NULL);"));
-        return path;
+        return newDatabase(
+            QStringLiteral("create table t(id INTEGER PRIMARY KEY, name TEXT, price CURRENCY, born DATE);"
+                           "insert into t values (1, 'Ana', 1234.5, '2008-03-05');"
+                           "insert into t values (2, 'Luis', NULL, NULL);"
+                           "insert into t values (3, 'Eva', '99.95', '2024-02-29');"));
     }
 
-    int rowCount(const QString &path)
+    // Opens a fresh table t(v <declared>) holding one row with the literal, on field v.
+    Field &singleValue(Recordset &rs)
     {
-        sqlite3 *db = nullptr;
-        sqlite3_open_v2(QFile::encodeName(path).constData(), &db, SQLITE_OPEN_READONLY, nullptr);
-        sqlite3_stmt *statement = nullptr;
-        sqlite3_prepare_v2(db, "select count(*) from t", -1, &statement, nullptr);
-        const int count = sqlite3_step(statement) == SQLITE_ROW ? sqlite3_column_int(statement, 0) : -1;
-        sqlite3_finalize(statement);
-        sqlite3_close(db);
-        return count;
+        QFETCH(QString, declared);
+        QFETCH(QString, literal);
+        const QString sql = QStringLiteral("create table t(v %1); insert into t values (%2);");
+        rs.Open(QStringLiteral("select v from t"), connectionTo(newDatabase(sql.arg(declared, literal))));
+        return rs.Fields(0);
     }
 
 private Q_SLOTS:
-    void initTestCase() { QVERIFY(dir.isValid()); }
     void cleanup() { setQueryObserver({}); }
 
     void connectionText_data()
@@ -121,27 +68,15 @@ private Q_SLOTS:
         QTest::addColumn<QString>("password");
 
         // clang-format off
-        QTest::newRow("composed")
-            << "Provider=SQLite;Data Source=/srv/a.db;Jet Oledb:database password=s3cret"
+        QTest::newRow("composed") << connectionTo(QStringLiteral("/srv/a.db")) + QStringLiteral("s3cret")
             << "sqlite" << "/srv/a.db" << "s3cret";
-        QTest::newRow("composed, no password")
-            << "Provider=SQLite;Data Source=/srv/a.db;Jet Oledb:database password="
-            << "sqlite" << "/srv/a.db" << "";
-        QTest::newRow("keys in any case") << "PROVIDER=SqLite;data SOURCE=/x.db;JET OLEDB:Database Password=p"
-            << "sqlite" << "/x.db" << "p";
-        QTest::newRow("blanks around keys and values") << "  Data Source =  /x.db  ; Provider = sqlite "
-            << "sqlite" << "/x.db" << "";
-        QTest::newRow("no provider means SQLite") << "Data Source=/x.db" << "sqlite" << "/x.db" << "";
-        QTest::newRow("other provider") << "Provider=PostgreSQL;Data Source=db1"
-            << "postgresql" << "db1" << "";
-        QTest::newRow("later key wins") << "Data Source=;Provider=SQLite;Data Source=/b.db"
-            << "sqlite" << "/b.db" << "";
-        QTest::newRow("single quotes keep ;") << "Data Source='/a;b.db';Provider=SQLite"
-            << "sqlite" << "/a;b.db" << "";
-        QTest::newRow("doubled quotes") << "Data Source=\"/a\"\"b.db\";Jet Oledb:database password='it''s'"
-            << "sqlite" << "/a\"b.db" << "it's";
-        QTest::newRow("= inside a value") << "Data Source=/a=b.db" << "sqlite" << "/a=b.db" << "";
-        QTest::newRow("empty pieces") << ";;Data Source=/x.db;;junk;" << "sqlite" << "/x.db" << "";
+        QTest::newRow("case") << "PROVIDER=SqLite;data SOURCE=/x;JET OLEDB:Database Password=p"
+            << "sqlite" << "/x" << "p";
+        QTest::newRow("blanks") << " Data Source = /x ; Provider = PostgreSQL " << "postgresql" << "/x" << "";
+        QTest::newRow("repeated key, = in a value, empty pieces") << ";;Data Source=;Data Source=/a=b;;junk;"
+            << "sqlite" << "/a=b" << "";
+        QTest::newRow("quotes") << "Data Source='/a;b''c';Jet Oledb:database password=\"it\"\"s\""
+            << "sqlite" << "/a;b'c" << "it\"s";
         // clang-format on
     }
 
@@ -154,60 +89,6 @@ private Q_SLOTS:
         QTEST(parsed.password(), "password");
     }
 
-    void declaredType_data()
-    {
-        QTest::addColumn<QString>("declared");
-        QTest::addColumn<int>("type");
-        const std::pair<const char *, int> cases[] = {
-            { "CURRENCY", 6 },
-            { "money", 6 },
-            { "Date", 7 },
-            { "DATETIME", 7 },
-            { "timestamp", 7 },
-            { "TIME", 7 },
-            { "INTEGER", 3 },
-            { "int", 3 },
-            { "LONG", 3 },
-            { "COUNTER", 3 },
-            { "\"AUTOINCREMENT\"", 3 },
-            { "UNSIGNED BIG INT", 3 },
-            { "SMALLINT", 2 },
-            { "Short", 2 },
-            { "BYTE", 2 },
-            { "REAL", 5 },
-            { "DOUBLE", 5 },
-            { "DOUBLE PRECISION", 5 },
-            { "FLOAT", 5 },
-            { "SINGLE", 4 },
-            { "DECIMAL(10,2)", 131 },
-            { "NUMERIC", 131 },
-            { "BIT", 11 },
-            { "BOOLEAN", 11 },
-            { "YesNo", 11 },
-            { "LOGICAL", 11 },
-            { "TEXT", 202 },
-            { "VARCHAR(40)", 202 },
-            { "char(3)", 202 },
-            { "MEMO", 202 },
-            { "NVARCHAR", 202 },
-            { "BLOB", 205 },
-            { "LongBinary", 205 },
-        };
-        for (const auto &[declared, type] : cases)
-            QTest::newRow(declared) << QString::fromLatin1(declared) << type;
-    }
-
-    void declaredType()
-    {
-        QFETCH(QString, declared);
-        // The value's own storage class must not matter where the column declares a type.
-        const QString path = singleValue(declared, QStringLiteral("'x'"));
-        QVERIFY(!QTest::currentTestFailed());
-        Recordset rs;
-        rs.Open(QStringLiteral("select v from t"), connectionTo(path));
-        QTEST(rs.Fields(0).Type(), "type");
-    }
-
     void values_data()
     {
         QTest::addColumn<QString>("declared");
@@ -215,23 +96,26 @@ private Q_SLOTS:
         QTest::addColumn<int>("type");
         QTest::addColumn<QVariant>("value");
 
+        // Declared types decide even for Null, by the first word naming a known type, whole words only.
+        const std::pair<const char *, int> declaredTypes[] = { { "Short", 2 }, { "UNSIGNED BIG INT", 3 },
+            { "\"AUTOINCREMENT\"", 3 }, { "SINGLE", 4 }, { "DOUBLE PRECISION", 5 }, { "money", 6 },
+            { "TIME", 7 }, { "NVARCHAR", 202 }, { "POINT", 202 }, { "LongBinary", 205 } };
+        for (const auto &[declared, type] : declaredTypes)
+            QTest::newRow(declared) << QString::fromLatin1(declared) << "NULL" << type << QVariant();
+
+        const auto at = [](int y, int mo, int d, int h, int mi, int s = 0, int ms = 0) {
+            return QVariant(QDateTime(QDate(y, mo, d), QTime(h, mi, s, ms)));
+        };
         // clang-format off
-        QTest::newRow("integer") << "INTEGER" << "42" << 3 << QVariant(qlonglong(42));
         QTest::newRow("integer from text") << "INTEGER" << "' 17 '" << 3 << QVariant(qlonglong(17));
         QTest::newRow("integer from whole real") << "INTEGER" << "12.0" << 3 << QVariant(qlonglong(12));
-        QTest::newRow("smallint") << "SMALLINT" << "-5" << 2 << QVariant(qlonglong(-5));
         QTest::newRow("currency") << "CURRENCY" << "1234.5" << 6 << QVariant(1234.5);
         QTest::newRow("currency from text") << "CURRENCY" << "'99.95'" << 6 << QVariant(99.95);
-        QTest::newRow("double") << "DOUBLE" << "2.5" << 5 << QVariant(2.5);
         QTest::newRow("decimal") << "DECIMAL(10,2)" << "7" << 131 << QVariant(7.0);
-        QTest::newRow("date") << "DATE" << "'2008-03-05'" << 7 << QVariant(QDate(2008, 3, 5));
-        QTest::newRow("date with time") << "DATE"
-            << "'2008-03-05 14:30:15'" << 7 << QVariant(QDateTime(QDate(2008, 3, 5), QTime(14, 30, 15)));
-        QTest::newRow("T separator, minutes") << "DATETIME"
-            << "'2024-02-29T08:05'" << 7 << QVariant(QDateTime(QDate(2024, 2, 29), QTime(8, 5)));
+        QTest::newRow("with time") << "DATE" << "'2008-03-05 14:30:15'" << 7 << at(2008, 3, 5, 14, 30, 15);
+        QTest::newRow("T separator") << "DATETIME" << "'2024-02-29T08:05'" << 7 << at(2024, 2, 29, 8, 5);
         QTest::newRow("fraction of seconds") << "TIMESTAMP" << "'2024-02-29 23:59:59.25'" << 7
-            << QVariant(QDateTime(QDate(2024, 2, 29), QTime(23, 59, 59, 250)));
-        QTest::newRow("boolean 1") << "BOOLEAN" << "1" << 11 << QVariant(true);
+            << at(2024, 2, 29, 23, 59, 59, 250);
         QTest::newRow("boolean -1") << "YESNO" << "-1" << 11 << QVariant(true);
         QTest::newRow("boolean 0") << "BIT" << "0" << 11 << QVariant(false);
         QTest::newRow("boolean text") << "BOOLEAN" << "'True'" << 11 << QVariant(true);
@@ -242,28 +126,34 @@ private Q_SLOTS:
         QTest::newRow("untyped big integer") << "" << "5000000000" << 20 << QVariant(qlonglong(5000000000));
         QTest::newRow("untyped real") << "" << "1.5" << 5 << QVariant(1.5);
         QTest::newRow("untyped text") << "" << "'abc'" << 202 << QVariant(QStringLiteral("abc"));
-        QTest::newRow("untyped blob") << "" << "x'01'" << 205 << QVariant(QByteArray("\x01", 1));
         QTest::newRow("untyped null") << "" << "NULL" << 202 << QVariant();
-        QTest::newRow("currency null") << "CURRENCY" << "NULL" << 6 << QVariant();
-        QTest::newRow("date null") << "DATE" << "NULL" << 7 << QVariant();
-        QTest::newRow("text null") << "TEXT" << "NULL" << 202 << QVariant();
         // clang-format on
     }
 
     void values()
     {
-        QFETCH(QString, declared);
-        QFETCH(QString, literal);
         QFETCH(QVariant, value);
         Recordset rs;
-        const QString path = singleValue(declared, literal);
-        QVERIFY(!QTest::currentTestFailed());
-        rs.Open(QStringLiteral("select v from t"), connectionTo(path));
-        QTEST(rs.Fields(0).Type(), "type");
-        const QVariant read = rs.Fields(0).Value();
+        const Field &field = singleValue(rs);
+        QTEST(field.Type(), "type");
+        const QVariant read = field.Value();
         QCOMPARE(read.metaType(), value.metaType());
         QCOMPARE(read, value);
-        QCOMPARE(rs.Fields(0).isNull(), !value.isValid());
+        QCOMPARE(field.isNull(), !value.isValid());
+        // The allocation-free readers agree with Value.
+        if (value.typeId() == QMetaType::LongLong)
+            QCOMPARE(field.asInt64(), value.toLongLong());
+        if (value.typeId() == QMetaType::Double)
+            QCOMPARE(field.asDouble(), value.toDouble());
+        if (value.typeId() == QMetaType::QString)
+            QCOMPARE(QString::fromUtf8(field.utf8()), value.toString());
+        if (value.typeId() == QMetaType::QDate || value.typeId() == QMetaType::QDateTime) {
+            const DateTimeValue date = field.asDate();
+            QCOMPARE(date.hasTime, value.typeId() == QMetaType::QDateTime);
+            QCOMPARE(
+                QDateTime(QDate::fromJulianDay(date.julianDay), QTime::fromMSecsSinceStartOfDay(date.msecs)),
+                value.toDateTime());
+        }
     }
 
     void unreadableValues_data()
@@ -275,17 +165,12 @@ private Q_SLOTS:
 
         // clang-format off
         QTest::newRow("text in a date") << "DATE" << "'abc'" << "Value" << 13;
-        QTest::newRow("text in a currency") << "CURRENCY" << "'abc'" << "Value" << 13;
         QTest::newRow("no such day") << "DATE" << "'2023-02-29'" << "Value" << 13;
-        QTest::newRow("month 13") << "DATE" << "'2023-13-01'" << "Value" << 13;
-        QTest::newRow("hour 24") << "DATETIME" << "'2023-01-01 24:00'" << "Value" << 13;
         QTest::newRow("date as a number") << "DATE" << "20230101" << "Value" << 13;
-        QTest::newRow("text in an integer") << "INTEGER" << "'12a'" << "Value" << 13;
         QTest::newRow("fraction in an integer") << "INTEGER" << "12.5" << "Value" << 13;
         QTest::newRow("word in a boolean") << "BOOLEAN" << "'maybe'" << "Value" << 13;
-        QTest::newRow("no such day, fast") << "" << "'2023-02-29'" << "asDate" << 13;
         QTest::newRow("trailing text after date") << "" << "'2023-02-28x'" << "asDate" << 13;
-        QTest::newRow("text as whole number") << "" << "'abc'" << "asInt64" << 13;
+        QTest::newRow("text as whole number") << "" << "'12a'" << "asInt64" << 13;
         QTest::newRow("blob as number") << "" << "x'01'" << "asDouble" << 13;
         QTest::newRow("null as number") << "" << "NULL" << "asInt64" << 94;
         QTest::newRow("null as date") << "DATE" << "NULL" << "asDate" << 94;
@@ -294,257 +179,129 @@ private Q_SLOTS:
 
     void unreadableValues()
     {
-        QFETCH(QString, declared);
-        QFETCH(QString, literal);
         QFETCH(QString, reader);
         Recordset rs;
-        const QString path = singleValue(declared, literal);
-        QVERIFY(!QTest::currentTestFailed());
-        rs.Open(QStringLiteral("select v from t"), connectionTo(path));
-        Field &field = rs.Fields(QStringLiteral("v"));
+        const Field &field = singleValue(rs);
         const Failure failure = failureOf([&] {
-            if (reader == u"Value")
-                field.Value();
-            else if (reader == u"asDate")
-                field.asDate();
-            else if (reader == u"asInt64")
-                field.asInt64();
-            else
-                field.asDouble();
+            reader == u"asDate"         ? void(field.asDate())
+                : reader == u"asInt64"  ? void(field.asInt64())
+                : reader == u"asDouble" ? void(field.asDouble())
+                                        : void(field.Value());
         });
         QTEST(failure.number(), "number");
     }
 
-    void fastAccessorsReadEachRow()
+    void readsForwardByPositionOrName()
     {
         Recordset rs;
-        rs.Open(
-            QStringLiteral("select id, name, price, born, seen from t order by id"), connectionTo(people()));
-        Field &id = rs.Fields(QStringLiteral("id"));
-        Field &name = rs.Fields(QStringLiteral("name"));
-        Field &price = rs.Fields(QStringLiteral("price"));
-        Field &born = rs.Fields(QStringLiteral("born"));
-        Field &seen = rs.Fields(QStringLiteral("seen"));
-        QStringList rows;
-        for (; !rs.Eof(); rs.MoveNext()) {
-            QString row = QString::number(id.asInt64()) + u'|' + QString::fromUtf8(name.utf8()) + u'|';
-            row += price.isNull() ? QStringLiteral("null") : QString::number(price.asDouble());
-            row += u'|';
-            row += born.isNull() ? QStringLiteral("null")
-                                 : QDate::fromJulianDay(born.asDate().julianDay).toString(Qt::ISODate);
-            row += u'|';
-            if (seen.storage() == Storage::Text) {
-                const DateTimeValue value = seen.asDate();
-                row += QString::number(value.hasTime) + u'@' + QString::number(value.msecs);
-            }
-            rows << row;
-        }
-        QCOMPARE(rows,
-            QStringList({ QStringLiteral("1|Ana|1234.5|2008-03-05|1@52215000"),
-                QStringLiteral("2|Luis|null|null|1@29100000"), QStringLiteral("3|Eva|99.95|2024-02-29|") }));
-    }
-
-    void streamsForwardAndCloses()
-    {
-        Recordset rs;
-        QCOMPARE(rs.State(), 0);
-        rs.Open(QStringLiteral("select name from t where id > 1 order by id"), connectionTo(people()));
-        QCOMPARE(rs.State(), 1);
-        QCOMPARE(rs.Fields(0).Value().toString(), QStringLiteral("Luis"));
-        rs.MoveNext();
-        QCOMPARE(rs.Fields(0).Value().toString(), QStringLiteral("Eva"));
-        rs.MoveNext();
-        QVERIFY(rs.Eof());
-        QCOMPARE(failureOf([&] { rs.Fields(0).Value(); }).number(), 3021);
-        QCOMPARE(failureOf([&] { rs.MoveNext(); }).number(), 3021);
-        rs.Close();
-        QCOMPARE(rs.State(), 0);
-        QCOMPARE(failureOf([&] { rs.Fields(0); }).number(), 3704);
-
-        rs.Open(QStringLiteral("select name from t where id > 99"), connectionTo(people()));
-        QVERIFY(rs.Eof());
-        QCOMPARE(rs.fieldCount(), 1);
-    }
-
-    void stepFailureOnMoveNext()
-    {
-        // The second row overflows abs(): the statement fails only once it reaches that row.
-        Recordset rs;
-        rs.Open(
-            QStringLiteral("select case when id = 2 then abs(-9223372036854775807 - 1) else id end from t "
-                           "order by id"),
+        // The third row overflows abs(): the statement fails only once it reaches that row.
+        rs.Open(QStringLiteral("select case when id = 3 then abs(-9223372036854775807 - 1) else name end "
+                               "from t order by id"),
             connectionTo(people()));
-        QCOMPARE(rs.Fields(0).asInt64(), 1);
+        QCOMPARE(rs.State(), 1);
+        const Field &name = rs.Fields(0);
+        QCOMPARE(name.Value().toString(), QStringLiteral("Ana"));
+        rs.MoveNext();
+        QCOMPARE(name.Value().toString(), QStringLiteral("Luis"));
         const Failure failure = failureOf([&] { rs.MoveNext(); });
         QCOMPARE(failure.number(), FailureNumber::CommandError);
         QCOMPARE(failure.description(), QStringLiteral("integer overflow"));
         QVERIFY(rs.Eof());
-    }
+        QCOMPARE(failureOf([&] { name.Value(); }).number(), 3021);
+        QCOMPARE(failureOf([&] { rs.MoveNext(); }).number(), 3021);
+        rs.Close();
+        QCOMPARE(rs.State(), 0);
+        QCOMPARE(failureOf([&] { rs.Fields(0); }).number(), 3704);
+        rs.Open(QStringLiteral("select name from t where id > 99"), connectionTo(people()));
+        QVERIFY(rs.Eof());
+        QCOMPARE(rs.fieldCount(), 1);
+        rs.Close();
 
-    void fieldsByName()
-    {
-        Recordset rs;
-        rs.Open(QStringLiteral("select id, name from t order by id"), connectionTo(people()));
-        QCOMPARE(rs.Fields(QStringLiteral("NAME")).Value().toString(), QStringLiteral("Ana"));
-        QCOMPARE(rs.fieldIndex(QStringLiteral("Id")), 0);
-        QCOMPARE(rs.fieldIndex(QStringLiteral("nombre")), -1);
-        QCOMPARE(failureOf([&] { rs.Fields(QStringLiteral("nombre")); }).number(), 3265);
-        QCOMPARE(failureOf([&] { rs.Fields(2); }).number(), 3265);
-    }
-
-    void declaredTypeThroughListQuery()
-    {
-        Recordset rs;
         rs.Open(QStringLiteral("Select * from (select * from t)where  name like '%' and  id like '%'"),
             connectionTo(people()));
-        QCOMPARE(rs.Fields(QStringLiteral("price")).Type(), int(AdoType::Currency));
+        QCOMPARE(rs.Fields(QStringLiteral("PRICE")).Type(), int(AdoType::Currency));
         QCOMPARE(rs.Fields(QStringLiteral("born")).Type(), int(AdoType::Date));
-        QCOMPARE(rs.Fields(QStringLiteral("id")).Type(), int(AdoType::Integer));
         QCOMPARE(rs.Fields(QStringLiteral("born")).Value(), QVariant(QDate(2008, 3, 5)));
+        QCOMPARE(rs.fieldIndex(QStringLiteral("Name")), 1);
+        QCOMPARE(rs.fieldIndex(QStringLiteral("nombre")), -1);
+        QCOMPARE(failureOf([&] { rs.Fields(QStringLiteral("nombre")); }).number(), 3265);
+        QCOMPARE(failureOf([&] { rs.Fields(4); }).number(), 3265);
     }
 
-    void refusesAnythingButOneRead_data()
+    // Every way a text or a connection can be refused; nothing is written, attached or created meanwhile.
+    void refused_data()
     {
         QTest::addColumn<QString>("sql");
-        QTest::newRow("insert") << "INSERT INTO t(name) VALUES ('x')";
-        QTest::newRow("update") << "UPDATE t SET name = 'x'";
-        QTest::newRow("delete") << "DELETE FROM t";
-        QTest::newRow("delete in a CTE") << "WITH a AS (SELECT 1) DELETE FROM t";
-        QTest::newRow("drop") << "DROP TABLE t";
-        QTest::newRow("create") << "CREATE TABLE u(x)";
-        QTest::newRow("attach") << "ATTACH DATABASE '" + dir.filePath(QStringLiteral("other.db")) + "' AS o";
-        QTest::newRow("pragma write") << "PRAGMA user_version = 7";
-        QTest::newRow("pragma journal") << "PRAGMA journal_mode = WAL";
-        QTest::newRow("pragma read") << "PRAGMA table_info(t)";
-        QTest::newRow("vacuum into") << "VACUUM INTO '" + dir.filePath(QStringLiteral("copy.db")) + "'";
-        QTest::newRow("begin") << "BEGIN IMMEDIATE";
-        QTest::newRow("load_extension") << "select load_extension('libnothing')";
-        QTest::newRow("read then delete") << "select 1; delete from t";
-        QTest::newRow("read then drop, comment") << "select * from t; /* x */ drop table t";
-        QTest::newRow("two reads") << "select 1; select 2";
-        QTest::newRow("nothing") << " -- only a comment";
-        QTest::newRow("huge value") << "select zeroblob(200000000)";
+        QTest::addColumn<QString>("connection"); // empty: a fresh copy of the people table
+        QTest::addColumn<int>("number");
+        QTest::addColumn<QString>("message"); // empty: any
+        const auto sql = [](const char *name, const QString &text, const QString &message = QString()) {
+            QTest::newRow(name) << text << QString() << FailureNumber::CommandError << message;
+        };
+        const QString other = dir.filePath(QStringLiteral("other.db"));
+        sql("insert", "INSERT INTO t(name) VALUES ('x')");
+        sql("delete in a CTE", "WITH a AS (SELECT 1) DELETE FROM t");
+        sql("drop", "DROP TABLE t");
+        sql("attach", "ATTACH DATABASE '" + other + "' AS o");
+        sql("pragma write", "PRAGMA user_version = 7");
+        sql("vacuum into", "VACUUM INTO '" + other + "'");
+        sql("begin", "BEGIN IMMEDIATE");
+        sql("load_extension", "select load_extension('libnothing')");
+        sql("read then delete", "select 1; delete from t");
+        sql("two reads", "select 1; select 2");
+        sql("nothing", " -- only a comment");
+        sql("huge value", "select zeroblob(200000000)");
+        sql("no such column", "select nosuch from t", "no such column: nosuch");
+        sql("no such table", "Select * from (select * from nosuch)where  a like '%'",
+            "no such table: nosuch");
+        sql("syntax", "selec * from t", "near \"selec\": syntax error");
+        QTest::newRow("missing file")
+            << "select 1" << connectionTo(dir.filePath(QStringLiteral("missing.db")))
+            << FailureNumber::DatabaseError << "unable to open database file";
+        QTest::newRow("no source") << "select 1" << connectionTo(QString()) << FailureNumber::DatabaseError
+                                   << "unable to open database file: no data source";
+        QTest::newRow("unknown provider")
+            << "select 1" << QStringLiteral("Provider=Microsoft.Jet.OLEDB.4.0;Data Source=") + people()
+            << FailureNumber::ProviderNotFound << failureFor(FailureNumber::ProviderNotFound).description();
     }
 
-    void refusesAnythingButOneRead()
+    void refused()
     {
         QFETCH(QString, sql);
+        QFETCH(QString, connection);
+        QFETCH(QString, message);
         const QString path = people();
-        const QByteArray before = fileDigest(path);
+        const QByteArray before = readBytes(path);
+        Recordset rs;
         const Failure failure = failureOf([&] {
-            Recordset rs;
-            rs.Open(sql, connectionTo(path));
+            rs.Open(sql, connection.isEmpty() ? connectionTo(path) : connection);
             while (!rs.Eof())
                 rs.MoveNext();
         });
-        QCOMPARE(failure.number(), FailureNumber::CommandError);
+        QTEST(failure.number(), "number");
         QVERIFY(!failure.description().isEmpty());
-        QCOMPARE(rowCount(path), 3);
-        QCOMPARE(fileDigest(path), before);
+        if (!message.isEmpty())
+            QCOMPARE(failure.description(), message);
+        QCOMPARE(rs.State(), 0);
+        QCOMPARE(readBytes(path), before);
         QVERIFY(!QFile::exists(dir.filePath(QStringLiteral("other.db"))));
-        QVERIFY(!QFile::exists(dir.filePath(QStringLiteral("copy.db"))));
-    }
-
-    void acceptsTrailingSemicolonsAndComments_data()
-    {
-        QTest::addColumn<QString>("sql");
-        QTest::newRow("semicolon") << "select count(*) from t;";
-        QTest::newRow("semicolons and line comment") << "select count(*) from t ; ;  -- done";
-        QTest::newRow("block comment") << "select count(*) from t /* c */ ;\n";
-        QTest::newRow("unterminated comment") << "select count(*) from t; /* open";
-    }
-
-    void acceptsTrailingSemicolonsAndComments()
-    {
-        QFETCH(QString, sql);
-        Recordset rs;
-        rs.Open(sql, connectionTo(people()));
-        QCOMPARE(rs.Fields(0).asInt64(), 3);
-    }
-
-    void missingFileIsRefusedAndNotCreated()
-    {
-        const QString path = dir.filePath(QStringLiteral("missing.db"));
-        Recordset rs;
-        const Failure failure = failureOf([&] { rs.Open(QStringLiteral("select 1"), connectionTo(path)); });
-        QCOMPARE(failure.number(), FailureNumber::DatabaseError);
-        QCOMPARE(failure.description(), QStringLiteral("unable to open database file"));
-        QCOMPARE(rs.State(), 0);
-        QVERIFY(!QFile::exists(path));
-
-        const Failure noSource
-            = failureOf([&] { rs.Open(QStringLiteral("select 1"), connectionTo(QString())); });
-        QCOMPARE(noSource.number(), FailureNumber::DatabaseError);
-    }
-
-    void unknownProvider()
-    {
-        Recordset rs;
-        const Failure failure = failureOf([&] {
-            rs.Open(QStringLiteral("select 1"),
-                QStringLiteral("Provider=Microsoft.Jet.OLEDB.4.0;Data Source=") + people());
-        });
-        QCOMPARE(failure.number(), FailureNumber::ProviderNotFound);
-        QCOMPARE(rs.State(), 0);
-    }
-
-    void badSqlCarriesSqliteMessage_data()
-    {
-        QTest::addColumn<QString>("sql");
-        QTest::newRow("no such column") << "select nosuch from t";
-        QTest::newRow("no such table") << "Select * from (select * from nosuch)where  a like '%'";
-        QTest::newRow("syntax") << "selec * from t";
-        QTest::newRow("unbalanced quote") << "select * from t where name like 'x";
-    }
-
-    void badSqlCarriesSqliteMessage()
-    {
-        QFETCH(QString, sql);
-        const QString path = people();
-        Recordset rs;
-        const Failure failure = failureOf([&] { rs.Open(sql, connectionTo(path)); });
-        QCOMPARE(failure.number(), FailureNumber::CommandError);
-        QCOMPARE(failure.description(), sqliteMessageFor(path, sql));
-        QVERIFY(!failure.description().isEmpty());
-        QCOMPARE(rs.State(), 0);
+        QVERIFY(!QFile::exists(dir.filePath(QStringLiteral("missing.db"))));
     }
 
     void runawayQueryIsInterrupted()
     {
         setStepTimeLimit(std::chrono::milliseconds(300));
-        QElapsedTimer timer;
-        timer.start();
-        Recordset rs;
         const Failure failure = failureOf([&] {
-            rs.Open(QStringLiteral("with recursive c(x) as (select 1 union all select x + 1 from c) "
-                                   "select count(*) from c"),
+            Recordset().Open(QStringLiteral("with recursive c(x) as (select 1 union all select x + 1 from c) "
+                                            "select count(*) from c"),
                 connectionTo(people()));
         });
         setStepTimeLimit(std::chrono::minutes(2));
         QCOMPARE(failure.number(), FailureNumber::CommandError);
         QCOMPARE(failure.description(), QStringLiteral("interrupted"));
-        QVERIFY(timer.elapsed() < 10000);
     }
 
-    void observerSeesTextsInOrder()
-    {
-        QStringList seen;
-        setQueryObserver([&](const QString &sql) { seen << sql; });
-        const QString connection = connectionTo(people());
-        const QStringList texts = { QStringLiteral("select 1"), QStringLiteral("select nosuch from t"),
-            QStringLiteral("select name from t") };
-        for (const QString &text : texts) {
-            Recordset rs;
-            failureOf([&] { rs.Open(text, connection); });
-        }
-        QCOMPARE(seen, texts);
-        setQueryObserver({});
-        Recordset rs;
-        rs.Open(QStringLiteral("select 2"), connection);
-        QCOMPARE(seen.size(), texts.size());
-    }
-
-    void passwordIsIgnoredAndNeverLogged()
+    void observerSeesTextsInOrderAndPasswordIsNeverLogged()
     {
         static QStringList messages;
         messages.clear();
@@ -553,15 +310,27 @@ private Q_SLOTS:
                 if (qstrcmp(context.category, "brennvox.data") == 0)
                     messages << message;
             });
-        const QString path = people();
-        for (int i = 0; i < 2; ++i) {
-            Recordset rs;
-            rs.Open(QStringLiteral("select count(*) from t"), connectionTo(path) + QStringLiteral("Hunter2"));
-            QCOMPARE(rs.Fields(0).asInt64(), 3);
-        }
+        QStringList seen;
+        setQueryObserver([&](const QString &sql) { seen << sql; });
+        const QString connection = connectionTo(people()) + QStringLiteral("Hunter2");
+        // Trailing semicolons and comments still make one statement.
+        const QStringList texts = { QStringLiteral("select count(*) from t ; ;  -- done"),
+            QStringLiteral("select nosuch from t"), QStringLiteral("select count(*) from t; /* open") };
+        QList<qint64> counts;
+        for (const QString &text : texts)
+            failureOf([&] {
+                Recordset rs;
+                rs.Open(text, connection);
+                counts << rs.Fields(0).asInt64();
+            });
         qInstallMessageHandler(previous);
+        QCOMPARE(counts, QList<qint64>({ 3, 3 }));
+        QCOMPARE(seen, texts);
         QCOMPARE(messages.size(), 1);
         QVERIFY(!messages.constFirst().contains(QStringLiteral("Hunter2")));
+        setQueryObserver({});
+        Recordset().Open(texts.first(), connection);
+        QCOMPARE(seen.size(), texts.size());
     }
 };
 
