@@ -7,7 +7,9 @@
 
 #include <Brennvox10/Brennvox10.h>
 
+#include <QHeaderView>
 #include <QLabel>
+#include <QTreeView>
 #include <QAbstractButton>
 #include <QSignalSpy>
 #include <QTabBar>
@@ -555,6 +557,36 @@ private Q_SLOTS:
         reports->reports.clear();
         setTwipsSize(&c, 1500, 5925);
         QCOMPARE(reports->numbers(), QList<qint32>{FailureNumber::InvalidPropertyValue});
+    }
+
+    void headerClicksToggleOneOrderForTheList()
+    {
+        auto c = makeList();
+        c->show();
+        c->Showme();
+        QVERIFY(QTest::qWaitForWindowExposed(c.get()));
+        ListView *lv = c->ActiveListView();
+        QHeaderView *header = lv->treeView()->header();
+        const auto clickHeader = [&](int column) {
+            QTest::mouseClick(header->viewport(), Qt::LeftButton, {},
+                              QPoint(header->sectionViewportPosition(column) + 5, header->height() / 2));
+        };
+        const auto keys = [&] {
+            QStringList out;
+            for (int i = 1; i <= lv->ListItems().Count(); ++i)
+                out << lv->ListItems().Item(i).Key();
+            return out;
+        };
+        clickHeader(2); // Total, shown as text: "1.234,50", "200,00", "-0,50"
+        QCOMPARE(lv->SortKey(), qint16(2));
+        QCOMPARE(lv->SortOrder(), qint16(1));
+        QCOMPARE(keys(), (QStringList{"T2", "T1", "T17"}));
+        clickHeader(2);
+        QCOMPARE(keys(), (QStringList{"T17", "T1", "T2"}));
+        clickHeader(0); // another column continues from the list's last order
+        QCOMPARE(lv->SortKey(), qint16(0));
+        QCOMPARE(keys(), (QStringList{"T2", "T17", "T1"}));
+        QCOMPARE(reports->reports.size(), 0);
     }
 
     void rowMaintenance()
