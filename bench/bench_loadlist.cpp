@@ -37,8 +37,8 @@
 #include <malloc.h>
 #include <sqlite3.h>
 
-#include <algorithm>
 #include "Unattended.h"
+#include <algorithm>
 
 #include <cstdio>
 #include <map>
@@ -403,7 +403,6 @@ Measure treeWidget(const QString &path, int rows)
 }
 
 // Unattended: failures and messages are printed and counted, never shown.
-
 
 QString writeDefinition(const QString &folder, int rows)
 {

@@ -28,7 +28,10 @@ public:
 
 class Services : public Brennvox10::Services {
 public:
-    explicit Services(QString libraryFolder) : m_libraryFolder(std::move(libraryFolder)) { }
+    explicit Services(QString libraryFolder)
+        : m_libraryFolder(std::move(libraryFolder))
+    {
+    }
     void messageBox(const QString &text) override
     {
         ++problems;

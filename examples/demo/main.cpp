@@ -29,8 +29,6 @@
 
 namespace {
 
-
-
 bool wantsScreenshot(int argc, char **argv)
 {
     for (int i = 1; i < argc; ++i)

@@ -12,13 +12,13 @@
 
 namespace Brennvox10 {
 
-class BRENNVOX10_EXPORT ErrorReporter
-{
+class BRENNVOX10_EXPORT ErrorReporter {
 public:
     virtual ~ErrorReporter();
     // flag is always 0. Whatever the reporter throws reaches the guarded procedure's caller.
-    virtual qint16 ReportError(qint32 &number, QString &description, QString &source,
-                               QString &controlText, qint16 &flag) = 0;
+    virtual qint16 ReportError(
+        qint32 &number, QString &description, QString &source, QString &controlText, qint16 &flag)
+        = 0;
 };
 
 using ErrorReporterFactory = std::function<std::unique_ptr<ErrorReporter>()>;

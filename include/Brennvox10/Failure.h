@@ -12,8 +12,7 @@
 
 namespace Brennvox10 {
 
-class BRENNVOX10_EXPORT Failure : public std::exception
-{
+class BRENNVOX10_EXPORT Failure : public std::exception {
 public:
     Failure(qint32 number, QString description, QString source = QStringLiteral("Brennvox10"));
 
@@ -44,7 +43,7 @@ constexpr qint32 IndexOutOfBounds = 35600;
 constexpr qint32 ElementNotFound = 35601;
 constexpr qint32 KeyNotUnique = 35602;
 constexpr qint32 DatabaseError = -2147467259; // 0x80004005, the provider's generic failure
-constexpr qint32 CommandError = -2147217900;  // 0x80040E14, a SQL text the database rejects
+constexpr qint32 CommandError = -2147217900; // 0x80040E14, a SQL text the database rejects
 } // namespace FailureNumber
 
 // Standard failures, with the descriptions hosts expect for those numbers.

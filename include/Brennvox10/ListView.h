@@ -24,20 +24,19 @@ class ListViewPrivate;
 
 // One cell as loaded: a typed value and the pattern it is shown with. Text is UTF-8 and is copied
 // when the cell is stored.
-struct BRENNVOX10_EXPORT CellValue
-{
+struct BRENNVOX10_EXPORT CellValue {
     enum class Kind : quint8 { Empty, Text, Integer, Real, DateTime, Boolean };
     // Default: the value's own text form; Money: "#,##0.00"; Date: "dd/mm/yyyy".
     enum class Style : quint8 { Default, Money, Date };
 
     Kind kind = Kind::Empty;
     Style style = Style::Default;
-    bool hasTime = false;  // DateTime: whether a time of day is part of the value
-    qint32 msecs = 0;      // DateTime: milliseconds since midnight
-    qint64 integer = 0;    // Integer; Boolean (0 or 1); DateTime: Julian day
-    double real = 0;       // Real
-    QByteArrayView text;   // Text, UTF-8
-    QByteArray ownText;    // the bytes text views when the value owns them (fromString)
+    bool hasTime = false; // DateTime: whether a time of day is part of the value
+    qint32 msecs = 0; // DateTime: milliseconds since midnight
+    qint64 integer = 0; // Integer; Boolean (0 or 1); DateTime: Julian day
+    double real = 0; // Real
+    QByteArrayView text; // Text, UTF-8
+    QByteArray ownText; // the bytes text views when the value owns them (fromString)
 
     // The bytes stay the caller's: they must outlive the value.
     static CellValue fromText(QByteArrayView utf8, Style style = Style::Default);
@@ -45,7 +44,8 @@ struct BRENNVOX10_EXPORT CellValue
     static CellValue fromString(const QString &text);
     static CellValue fromInteger(qint64 value, Style style = Style::Default);
     static CellValue fromReal(double value, Style style = Style::Default);
-    static CellValue fromDate(qint64 julianDay, qint32 msecsOfDay, bool hasTime, Style style = Style::Default);
+    static CellValue fromDate(
+        qint64 julianDay, qint32 msecsOfDay, bool hasTime, Style style = Style::Default);
     static CellValue fromBoolean(bool value);
 };
 
@@ -56,15 +56,14 @@ struct BRENNVOX10_EXPORT CellValue
 // "True"/"False".
 BRENNVOX10_EXPORT QString cellText(const CellValue &cell, const QLocale &locale = QLocale());
 
-class BRENNVOX10_EXPORT ColumnHeader
-{
+class BRENNVOX10_EXPORT ColumnHeader {
 public:
     QString Key() const;
     QString Text() const;
-    float Width() const;       // twips, exactly as given
-    qint16 Alignment() const;  // 0 left, 1 right, 2 centre
-    qint16 Position() const;   // 1-based display position
-    qint16 Index() const;      // 1-based index in the collection
+    float Width() const; // twips, exactly as given
+    qint16 Alignment() const; // 0 left, 1 right, 2 centre
+    qint16 Position() const; // 1-based display position
+    qint16 Index() const; // 1-based index in the collection
 
 private:
     friend class ListViewPrivate;
@@ -77,8 +76,7 @@ private:
     qint16 m_index = 0;
 };
 
-class BRENNVOX10_EXPORT ColumnHeaders
-{
+class BRENNVOX10_EXPORT ColumnHeaders {
 public:
     int Count() const;
     // 1-based; out of range is Failure 35600.
@@ -93,14 +91,16 @@ public:
 private:
     friend class ListView;
     friend class ListViewPrivate;
-    explicit ColumnHeaders(ListViewPrivate *d) : d(d) {}
+    explicit ColumnHeaders(ListViewPrivate *d)
+        : d(d)
+    {
+    }
     ListViewPrivate *d;
 };
 
 // A handle to one row: cheap to copy, null when it names no row. It stays valid until its row is
 // removed or the list is cleared.
-class BRENNVOX10_EXPORT ListItem
-{
+class BRENNVOX10_EXPORT ListItem {
 public:
     ListItem() = default;
     bool isNull() const { return d == nullptr; }
@@ -109,8 +109,8 @@ public:
     bool operator==(const ListItem &other) const = default;
 
     QString Key() const;
-    QString Text() const;                       // the first column's text
-    qint32 Index() const;                       // 1-based position in the shown order
+    QString Text() const; // the first column's text
+    qint32 Index() const; // 1-based position in the shown order
     // Sub-item 1 is the second column. Beyond the columns is Failure 380; never set is empty text.
     QString SubItems(int index) const;
     void setText(const CellValue &value) const;
@@ -120,13 +120,16 @@ public:
 private:
     friend class ListViewPrivate;
     friend class ListItems;
-    ListItem(ListViewPrivate *d, quint32 id) : d(d), id(id) {}
+    ListItem(ListViewPrivate *d, quint32 id)
+        : d(d)
+        , id(id)
+    {
+    }
     ListViewPrivate *d = nullptr;
     quint32 id = 0;
 };
 
-class BRENNVOX10_EXPORT ListItems
-{
+class BRENNVOX10_EXPORT ListItems {
 public:
     int Count() const;
     // 1-based position in the shown order; out of range is Failure 35600.
@@ -147,12 +150,14 @@ public:
 private:
     friend class ListView;
     friend class ListViewPrivate;
-    explicit ListItems(ListViewPrivate *d) : d(d) {}
+    explicit ListItems(ListViewPrivate *d)
+        : d(d)
+    {
+    }
     ListViewPrivate *d;
 };
 
-class BRENNVOX10_EXPORT ListView : public QWidget
-{
+class BRENNVOX10_EXPORT ListView : public QWidget {
     Q_OBJECT
 public:
     explicit ListView(QWidget *parent = nullptr);

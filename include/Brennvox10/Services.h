@@ -13,8 +13,7 @@
 
 namespace Brennvox10 {
 
-class BRENNVOX10_EXPORT Services
-{
+class BRENNVOX10_EXPORT Services {
 public:
     virtual ~Services();
 

@@ -15,12 +15,11 @@ namespace Brennvox10 {
 
 class TabStripPrivate;
 
-class BRENNVOX10_EXPORT Tab
-{
+class BRENNVOX10_EXPORT Tab {
 public:
     QString Key() const { return m_key; }
     QString Caption() const { return m_caption; }
-    int Index() const { return m_index; }  // 1-based
+    int Index() const { return m_index; } // 1-based
 
 private:
     friend class TabStripPrivate;
@@ -29,8 +28,7 @@ private:
     int m_index = 0;
 };
 
-class BRENNVOX10_EXPORT Tabs
-{
+class BRENNVOX10_EXPORT Tabs {
 public:
     int Count() const;
     // 1-based; out of range is Failure 35600.
@@ -44,12 +42,14 @@ public:
 private:
     friend class TabStrip;
     friend class TabStripPrivate;
-    explicit Tabs(TabStripPrivate *d) : d(d) {}
+    explicit Tabs(TabStripPrivate *d)
+        : d(d)
+    {
+    }
     TabStripPrivate *d;
 };
 
-class BRENNVOX10_EXPORT TabStrip : public QWidget
-{
+class BRENNVOX10_EXPORT TabStrip : public QWidget {
     Q_OBJECT
 public:
     explicit TabStrip(QWidget *parent = nullptr);

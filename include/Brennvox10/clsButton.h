@@ -8,8 +8,7 @@
 
 namespace Brennvox10 {
 
-class BRENNVOX10_EXPORT clsButton
-{
+class BRENNVOX10_EXPORT clsButton {
 public:
     clsButton() = default;
 

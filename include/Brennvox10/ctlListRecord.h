@@ -17,8 +17,7 @@ namespace Brennvox10 {
 class ListView;
 class ctlListRecordPrivate;
 
-class BRENNVOX10_EXPORT ctlListRecord : public QWidget
-{
+class BRENNVOX10_EXPORT ctlListRecord : public QWidget {
     Q_OBJECT
 public:
     explicit ctlListRecord(QWidget *parent = nullptr);

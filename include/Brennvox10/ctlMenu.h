@@ -15,8 +15,7 @@ namespace Brennvox10 {
 
 class ctlMenuPrivate;
 
-class BRENNVOX10_EXPORT ctlMenu : public QWidget
-{
+class BRENNVOX10_EXPORT ctlMenu : public QWidget {
     Q_OBJECT
 public:
     explicit ctlMenu(QWidget *parent = nullptr);

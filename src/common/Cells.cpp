@@ -6,8 +6,8 @@
 
 namespace Brennvox10 {
 
-using data::AdoType::Binary;
 using data::Storage;
+using data::AdoType::Binary;
 
 namespace {
 [[noreturn]] void nullFailure()
@@ -24,11 +24,12 @@ CellValue cellFor(const data::Field &field, bool formatted)
     const int type = field.Type();
     switch (type) {
     case T::Currency:
-        return CellValue::fromReal(field.asDouble(), formatted ? CellValue::Style::Money : CellValue::Style::Default);
+        return CellValue::fromReal(
+            field.asDouble(), formatted ? CellValue::Style::Money : CellValue::Style::Default);
     case T::Date: {
         const data::DateTimeValue d = field.asDate();
-        return CellValue::fromDate(d.julianDay, d.msecs, d.hasTime,
-                                   formatted ? CellValue::Style::Date : CellValue::Style::Default);
+        return CellValue::fromDate(
+            d.julianDay, d.msecs, d.hasTime, formatted ? CellValue::Style::Date : CellValue::Style::Default);
     }
     case T::Boolean:
         return CellValue::fromBoolean(field.asBool());
@@ -61,8 +62,8 @@ QByteArrayView itemKeyFor(const data::Field &field, QByteArray &buffer)
         && type != data::AdoType::Boolean && type != Binary) {
         buffer.append(field.utf8().data(), field.utf8().size());
     } else if (field.storage() == Storage::Integer
-               && (type == data::AdoType::Integer || type == data::AdoType::BigInt || type == data::AdoType::SmallInt
-                   || type == data::AdoType::Text)) {
+        && (type == data::AdoType::Integer || type == data::AdoType::BigInt || type == data::AdoType::SmallInt
+            || type == data::AdoType::Text)) {
         char digits[24];
         const auto end = std::to_chars(digits, digits + sizeof digits, field.asInt64()).ptr;
         buffer.append(digits, end - digits);

@@ -21,8 +21,7 @@ double toNumber(const QString &text, const QLocale &locale)
     return std::nearbyint(v); // the default rounding mode rounds a half to the even neighbour
 }
 
-template<typename T>
-T toWhole(const QString &text, const QLocale &locale)
+template <typename T> T toWhole(const QString &text, const QLocale &locale)
 {
     const double v = toNumber(text, locale);
     if (v < double(std::numeric_limits<T>::min()) || v > double(std::numeric_limits<T>::max()))

@@ -37,8 +37,8 @@ QString ConnectionSettings::compose() const
     return connectionString + dataSource + QStringLiteral(";Jet Oledb:database password=") + password;
 }
 
-RecordList::RecordList(QWidget &control, ListView &list, QLabel &limitLabel, std::array<TabStrip *, 2> strips,
-                       QueryShape shape)
+RecordList::RecordList(
+    QWidget &control, ListView &list, QLabel &limitLabel, std::array<TabStrip *, 2> strips, QueryShape shape)
     : m_control(control)
     , m_list(list)
     , m_limitLabel(limitLabel)
@@ -71,9 +71,13 @@ void RecordList::LoadDefinition()
         XmlHelper &helper = xmlHelper();
         xml::Node lrfmt;
         g.step([&] { lrfmt = helper.FindNode(QStringLiteral("lrfmt"), doc.childNodes()); });
-        g.step([&] { ListCaption = helper.GetAttribute(lrfmt, QStringLiteral("Caption")); });
-        g.step([&] { KeyField = helper.GetAttribute(lrfmt, QStringLiteral("Key")); });
-        g.step([&] { ListSource = helper.GetAttribute(lrfmt, QStringLiteral("ListSQLSource")); });
+        // One attribute read is one statement: a skip leaves that one target as it was.
+        const auto readText = [&](const xml::Node &node, QLatin1String name, QString &target) {
+            g.step([&] { target = helper.GetAttribute(node, name); });
+        };
+        readText(lrfmt, QLatin1String("Caption"), ListCaption);
+        readText(lrfmt, QLatin1String("Key"), KeyField);
+        readText(lrfmt, QLatin1String("ListSQLSource"), ListSource);
         g.step([&] { MaxLines = toLong(helper.GetAttribute(lrfmt, QStringLiteral("ListMaxLineas"))); });
         g.step([&] { m_limitLabel.setText(LimitCaption + QString::number(MaxLines)); });
         g.step([&] { m_list.ListItems().Clear(); });
@@ -89,10 +93,10 @@ void RecordList::LoadDefinition()
         qint16 alignment = 0;
         QString caption, fieldName;
         for (const xml::Node &column : columnNodes) {
-            g.step([&] { width = toLong(helper.GetAttribute(column, QStringLiteral("ColWidth"))); });
-            g.step([&] { caption = helper.GetAttribute(column, QStringLiteral("ColCaption")); });
-            g.step([&] { alignment = toInteger(helper.GetAttribute(column, QStringLiteral("ColAligment"))); });
-            g.step([&] { fieldName = helper.GetAttribute(column, QStringLiteral("ColFieldname")); });
+            g.step([&] { width = toLong(helper.GetAttribute(column, QLatin1String("ColWidth"))); });
+            readText(column, QLatin1String("ColCaption"), caption);
+            g.step([&] { alignment = toInteger(helper.GetAttribute(column, QLatin1String("ColAligment"))); });
+            readText(column, QLatin1String("ColFieldname"), fieldName);
             g.step([&] {
                 const float listWidth = float(twipsGeometry(&m_list).width());
                 m_list.ColumnHeaders().Add(fieldName, caption, listWidth * float(width) / 100.0f, alignment);
@@ -109,13 +113,13 @@ void RecordList::LoadDefinition()
                 if (k > 1)
                     break; // only two strips
                 TabSpec &t = tabs[size_t(k)];
-                g.step([&] { t.tabID = helper.GetAttribute(entry, QStringLiteral("tabID")); });
-                g.step([&] { t.tabName = helper.GetAttribute(entry, QStringLiteral("tabName")); });
-                g.step([&] { t.tabSQLSource = helper.GetAttribute(entry, QStringLiteral("tabSQLSource")); });
-                g.step([&] { t.tabDefFunc = helper.GetAttribute(entry, QStringLiteral("tabDefFunc")); });
-                g.step([&] { t.tabDefValue = helper.GetAttribute(entry, QStringLiteral("tabDefValue")); });
-                g.step([&] { t.tabDefCaption = helper.GetAttribute(entry, QStringLiteral("tabDefCaption")); });
-                g.step([&] { t.tabFieldname = helper.GetAttribute(entry, QStringLiteral("tabFieldname")); });
+                readText(entry, QLatin1String("tabID"), t.tabID);
+                readText(entry, QLatin1String("tabName"), t.tabName);
+                readText(entry, QLatin1String("tabSQLSource"), t.tabSQLSource);
+                readText(entry, QLatin1String("tabDefFunc"), t.tabDefFunc);
+                readText(entry, QLatin1String("tabDefValue"), t.tabDefValue);
+                readText(entry, QLatin1String("tabDefCaption"), t.tabDefCaption);
+                readText(entry, QLatin1String("tabFieldname"), t.tabFieldname);
                 ++k;
             }
         }
@@ -125,9 +129,13 @@ void RecordList::LoadDefinition()
         if (m_shape == QueryShape::TabConditions) {
             for (int i = 0; i < 2; ++i)
                 loadTabs(i);
-            g.step([&] { FiltersXml = xmlOf(helper.FindNode(QStringLiteral("Filters"), childNodesOf(parentOf(tabsNode)))); });
+            g.step([&] {
+                FiltersXml
+                    = xmlOf(helper.FindNode(QStringLiteral("Filters"), childNodesOf(parentOf(tabsNode))));
+            });
         } else {
-            g.step([&] { FiltersXml = xmlOf(helper.FindNode(QStringLiteral("Filters"), childNodesOf(lrfmt))); });
+            g.step(
+                [&] { FiltersXml = xmlOf(helper.FindNode(QStringLiteral("Filters"), childNodesOf(lrfmt))); });
         }
         g.step([&] { Loading = 0; });
     });
@@ -184,7 +192,9 @@ void RecordList::SaveConfig()
         g.step([&] { lrfmt = helper.FindNode(QStringLiteral("lrfmt"), doc.childNodes()); });
         if (lrfmt.isNull())
             return;
-        g.step([&] { helper.SetAttribute(QStringLiteral("ListMaxLineas"), formatPlainDigits(MaxLines), lrfmt); });
+        g.step([&] {
+            helper.SetAttribute(QStringLiteral("ListMaxLineas"), formatPlainDigits(MaxLines), lrfmt);
+        });
     });
 }
 
@@ -210,7 +220,10 @@ void RecordList::tabChoice(int i)
             g.step([&] { t.TabFilter = t.tabDefFunc + QStringLiteral(" like ") + t.TabFieldValue; });
         } else {
             g.step([&] { t.TabFieldValue = tab->Key().mid(1); });
-            g.step([&] { t.TabFilter = t.tabFieldname + QStringLiteral(" like '") + t.TabFieldValue + QStringLiteral("'"); });
+            g.step([&] {
+                t.TabFilter
+                    = t.tabFieldname + QStringLiteral(" like '") + t.TabFieldValue + QStringLiteral("'");
+            });
         }
         g.step([&] { t.SelectedTab = qint16(p); });
         if (Loading == 0)
@@ -316,7 +329,8 @@ void RecordList::LoadList()
             if (item) {
                 for (int j = 2; j <= columnCount; ++j) {
                     g.step([&] {
-                        item.setSubItems(j - 1, cellFor(field(fieldOf[size_t(j - 1)], fieldNames[size_t(j - 1)]), true));
+                        item.setSubItems(
+                            j - 1, cellFor(field(fieldOf[size_t(j - 1)], fieldNames[size_t(j - 1)]), true));
                     });
                 }
             }
@@ -333,8 +347,7 @@ void RecordList::LoadList()
 namespace {
 // A failing step of a single-row operation closes its recordset before it is reported, so what
 // follows a skip fails again on the closed recordset and is reported again.
-template<class F>
-auto closingOnFailure(data::Recordset &rs, F &&body)
+template <class F> auto closingOnFailure(data::Recordset &rs, F &&body)
 {
     return [&rs, body = std::forward<F>(body)] {
         try {
@@ -349,8 +362,8 @@ auto closingOnFailure(data::Recordset &rs, F &&body)
 
 QString rowQuery(const QString &source, const QString &keyField, const QString &rowKey)
 {
-    return QStringLiteral("Select * from (") + source + QStringLiteral(") where ") + keyField + QStringLiteral(" = '")
-        + rowKey + QStringLiteral("'");
+    return QStringLiteral("Select * from (") + source + QStringLiteral(") where ") + keyField
+        + QStringLiteral(" = '") + rowKey + QStringLiteral("'");
 }
 } // namespace
 
@@ -405,7 +418,8 @@ void RecordList::addRow(const QString &rowKey)
             const QByteArrayView key = itemKeyFor(rs.Fields(KeyField), keyBuffer);
             if (m_list.ColumnHeaders().Count() == 0)
                 throw failureFor(FailureNumber::IndexOutOfBounds);
-            item = m_list.ListItems().Add(key, cellFor(rs.Fields(m_list.ColumnHeaders().Item(1)->Key()), false));
+            item = m_list.ListItems().Add(
+                key, cellFor(rs.Fields(m_list.ColumnHeaders().Item(1)->Key()), false));
         }));
         if (item)
             fillRow(g, rs, item, false);
@@ -439,7 +453,8 @@ void RecordList::updateRow(const QString &rowKey)
 
 void RecordList::deleteRow(const QString &rowKey)
 {
-    guarded(m_control, [&](Guard &g) { g.step([&] { m_list.ListItems().Remove(QStringLiteral("T") + rowKey); }); });
+    guarded(m_control,
+        [&](Guard &g) { g.step([&] { m_list.ListItems().Remove(QStringLiteral("T") + rowKey); }); });
 }
 
 } // namespace Brennvox10

@@ -20,16 +20,14 @@ namespace data {
 class Recordset;
 }
 
-struct TabSpec
-{
+struct TabSpec {
     QString tabID, tabName, tabSQLSource, tabFieldname, tabDefFunc, tabDefValue, tabDefCaption;
     qint16 SelectedTab = 0;
     QString TabFilter;
     QString TabFieldValue;
 };
 
-struct ConnectionSettings
-{
+struct ConnectionSettings {
     QString connectionString, dataSource, user, password;
 
     // connection string + data source + ";Jet Oledb:database password=" + password; the user takes
@@ -37,14 +35,13 @@ struct ConnectionSettings
     QString compose() const;
 };
 
-class RecordList
-{
+class RecordList {
 public:
     enum class QueryShape { TabConditions, SingleList };
 
     // strips may hold nullptr (a list without tab strips).
     RecordList(QWidget &control, ListView &list, QLabel &limitLabel, std::array<TabStrip *, 2> strips,
-               QueryShape shape = QueryShape::TabConditions);
+        QueryShape shape = QueryShape::TabConditions);
 
     // State; the owning control reads and writes it directly.
     qint16 Loading = 0;

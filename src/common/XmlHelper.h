@@ -9,8 +9,7 @@
 
 namespace Brennvox10 {
 
-class XmlHelper
-{
+class XmlHelper {
 public:
     virtual ~XmlHelper();
     // The attribute's text; empty text when the node has no such attribute. Failure 91 on an empty

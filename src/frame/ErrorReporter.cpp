@@ -19,20 +19,20 @@ namespace {
 
 // Asks the user where someone can answer; elsewhere (no GUI, headless platforms) it logs and
 // leaves, the safe answer.
-class DefaultErrorReporter final : public ErrorReporter
-{
+class DefaultErrorReporter final : public ErrorReporter {
 public:
-    qint16 ReportError(qint32 &number, QString &description, QString &source, QString &controlText,
-                       qint16 &) override
+    qint16 ReportError(
+        qint32 &number, QString &description, QString &source, QString &controlText, qint16 &) override
     {
         if (!canAsk()) {
-            qCWarning(lcFrame).noquote() << controlText << ": error" << number << description << "(" << source << ")";
+            qCWarning(lcFrame).noquote()
+                << controlText << ": error" << number << description << "(" << source << ")";
             return 2;
         }
         QMessageBox box(QMessageBox::Critical, QString(),
-                        QStringLiteral("Error %1: %2\n\nOrigen: %3\nControl: %4")
-                            .arg(number)
-                            .arg(description, source, controlText));
+            QStringLiteral("Error %1: %2\n\nOrigen: %3\nControl: %4")
+                .arg(number)
+                .arg(description, source, controlText));
         QPushButton *retry = box.addButton(QStringLiteral("Reintentar"), QMessageBox::AcceptRole);
         QPushButton *skip = box.addButton(QStringLiteral("Omitir"), QMessageBox::ActionRole);
         QPushButton *cancel = box.addButton(QStringLiteral("Cancelar"), QMessageBox::RejectRole);
@@ -58,11 +58,10 @@ private:
 
 const QUuid DefaultClassId(QStringLiteral("{6f0c3b1e-52a4-4c1d-9e0b-b7a1c2d3e4f5}"));
 
-struct Registry
-{
+struct Registry {
     std::mutex mutex;
-    QHash<QUuid, ErrorReporterFactory> factories{
-        {DefaultClassId, [] { return std::make_unique<DefaultErrorReporter>(); }}};
+    QHash<QUuid, ErrorReporterFactory> factories { { DefaultClassId,
+        [] { return std::make_unique<DefaultErrorReporter>(); } } };
 };
 
 Registry &registry()
@@ -119,7 +118,8 @@ Failure toFailure(const std::exception &e)
 {
     if (dynamic_cast<const std::bad_alloc *>(&e))
         return Failure(7, QStringLiteral("Out of memory"));
-    return Failure(FailureNumber::DatabaseError, QString::fromLocal8Bit(e.what()), QStringLiteral("Brennvox10"));
+    return Failure(
+        FailureNumber::DatabaseError, QString::fromLocal8Bit(e.what()), QStringLiteral("Brennvox10"));
 }
 } // namespace detail
 
@@ -135,7 +135,7 @@ bool Guard::retry(const Failure &failure)
         return true;
     if (answer == 1)
         return false;
-    throw detail::LeaveProcedure{};
+    throw detail::LeaveProcedure {};
 }
 
 } // namespace Brennvox10

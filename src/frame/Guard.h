@@ -19,19 +19,20 @@ ErrorReporter &threadErrorReporter();
 
 namespace detail {
 // Unwinds a guarded procedure after a "leave" answer; never escapes guarded().
-struct LeaveProcedure {};
+struct LeaveProcedure { };
 Failure toFailure(const std::exception &e);
 } // namespace detail
 
-class Guard
-{
+class Guard {
 public:
-    explicit Guard(const QObject &control) : m_control(control) {}
+    explicit Guard(const QObject &control)
+        : m_control(control)
+    {
+    }
 
     // Runs one statement under the convention. Returns true when it completed, false when the
     // reporter said to skip it.
-    template<class F>
-    bool step(F &&statement)
+    template <class F> bool step(F &&statement)
     {
         for (;;) {
             try {
@@ -58,8 +59,7 @@ private:
 
 // Runs a guarded procedure. Failures of its steps never reach the caller; a failure of the
 // reporter itself (or of creating it) does.
-template<class F>
-void guarded(const QObject &control, F &&body)
+template <class F> void guarded(const QObject &control, F &&body)
 {
     Guard guard(control);
     try {

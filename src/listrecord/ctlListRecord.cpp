@@ -16,8 +16,7 @@ namespace Brennvox10 {
 namespace {
 
 // Labels that report a click, as the status strip's labels do.
-class ClickableLabel : public QLabel
-{
+class ClickableLabel : public QLabel {
 public:
     ClickableLabel(const QString &text, QWidget *parent, std::function<void()> onClick)
         : QLabel(text, parent)
@@ -40,8 +39,7 @@ private:
 
 // The status strip keeps its labels' design rectangles in twips, but lets a label grow in pixels
 // to its text, so a longer limit or a larger font is never cut off.
-class StatusStrip : public QFrame
-{
+class StatusStrip : public QFrame {
 public:
     using QFrame::QFrame;
 
@@ -51,7 +49,7 @@ public:
             const QRectF design = twipsGeometry(label);
             const QSize hint = label->sizeHint();
             label->resize(std::max(twips::toPixels(float(design.width())), hint.width()),
-                          std::max(twips::toPixels(float(design.height())), hint.height()));
+                std::max(twips::toPixels(float(design.height())), hint.height()));
         }
     }
 
@@ -68,23 +66,23 @@ protected:
         QFrame::resizeEvent(e);
         fitLabels();
     }
-
 };
 
-const char *const MonthNames[] = {"Enero", "Febrero", "Marzo", "Abril", "Mayo", "Junio", "Julio",
-                                  "Agosto", "Septiembre", "Octubre", "Noviembre", "Diciembre"};
+const char *const MonthNames[] = { "Enero", "Febrero", "Marzo", "Abril", "Mayo", "Junio", "Julio", "Agosto",
+    "Septiembre", "Octubre", "Noviembre", "Diciembre" };
 
 } // namespace
 
 ctlListRecordPrivate::ctlListRecordPrivate(ctlListRecord &q)
     : q(q)
-    , strips{new TabStrip(&q), new TabStrip(&q)}
+    , strips { new TabStrip(&q), new TabStrip(&q) }
     , ListView1(new ListView(&q))
     , Picture1(new StatusStrip(&q))
-    , Label1(new ClickableLabel(QStringLiteral("Limitar lineas a 1000"), Picture1, [this] { onLimitClick(); }))
+    , Label1(
+          new ClickableLabel(QStringLiteral("Limitar lineas a 1000"), Picture1, [this] { onLimitClick(); }))
     , Label2(new ClickableLabel(QStringLiteral("Cambiar filtro"), Picture1, [this] { onFilterClick(); }))
     , ctlMenu1(new ctlMenu(&q))
-    , list(q, *ListView1, *Label1, {strips[0], strips[1]})
+    , list(q, *ListView1, *Label1, { strips[0], strips[1] })
 {
     strips[0]->setObjectName(QStringLiteral("ctlTabStrip(0)"));
     strips[1]->setObjectName(QStringLiteral("ctlTabStrip(1)"));
@@ -123,7 +121,7 @@ ctlListRecordPrivate::ctlListRecordPrivate(ctlListRecord &q)
     QObject::connect(ListView1, &ListView::ItemClick, &q, [this](ListItem item) { onItemClick(item); });
     QObject::connect(ListView1, &ListView::ColumnClick, &q, [this](ColumnHeader *c) { onColumnClick(c); });
     QObject::connect(ListView1, &ListView::MouseUp, &q,
-                     [this](qint16 b, qint16 s, float x, float y) { onMouseUp(b, s, x, y); });
+        [this](qint16 b, qint16 s, float x, float y) { onMouseUp(b, s, x, y); });
     QObject::connect(ListView1, &ListView::DblClick, &q, [this] { onDblClick(); });
 }
 
@@ -140,13 +138,16 @@ void ctlListRecordPrivate::arrange()
         g.step([&] { twips::setWidth(ListView1, W - (float(rect(ctlMenu1).width()) + 250)); });
         g.step([&] { twips::setLeft(ListView1, 100); });
         g.step([&] {
-            twips::setHeight(ListView1, H - float(rect(top).height()) - float(rect(bottom).height())
-                                 - float(rect(Picture1).height()) - float(rect(top).top()) - 500);
+            twips::setHeight(ListView1,
+                H - float(rect(top).height()) - float(rect(bottom).height()) - float(rect(Picture1).height())
+                    - float(rect(top).top()) - 500);
         });
         g.step([&] { twips::setTop(ListView1, float(rect(top).top()) + float(rect(top).height()) - 100); });
         g.step([&] { twips::setLeft(bottom, 100); });
         g.step([&] { twips::setLeft(top, 100); });
-        g.step([&] { twips::setTop(bottom, float(rect(ListView1).top()) + float(rect(ListView1).height()) + 100); });
+        g.step([&] {
+            twips::setTop(bottom, float(rect(ListView1).top()) + float(rect(ListView1).height()) + 100);
+        });
         g.step([&] { twips::setWidth(top, float(rect(ListView1).width())); });
         g.step([&] { twips::setWidth(bottom, float(rect(ListView1).width())); });
         g.step([&] { twips::setWidth(Picture1, W); });
@@ -222,7 +223,9 @@ void ctlListRecordPrivate::onDblClick()
 void ctlListRecordPrivate::onLimitClick()
 {
     std::optional<QString> answer;
-    guarded(q, [&](Guard &g) { g.step([&] { answer = services().inputBox(QStringLiteral("Ingrese nueva configuracion: ")); }); });
+    guarded(q, [&](Guard &g) {
+        g.step([&] { answer = services().inputBox(QStringLiteral("Ingrese nueva configuracion: ")); });
+    });
     if (!answer || answer->isEmpty())
         return;
     // From here failures are passed over without asking anyone.

@@ -14,8 +14,7 @@
 
 namespace Brennvox10 {
 
-class ctlListRecordPrivate
-{
+class ctlListRecordPrivate {
 public:
     explicit ctlListRecordPrivate(ctlListRecord &q);
 

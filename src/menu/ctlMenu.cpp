@@ -61,8 +61,7 @@ QIcon buttonIcon(const QString &name)
 
 } // namespace
 
-class ctlMenuPrivate
-{
+class ctlMenuPrivate {
 public:
     explicit ctlMenuPrivate(ctlMenu *q)
         : q(q)

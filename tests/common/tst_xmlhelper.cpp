@@ -32,7 +32,8 @@ QByteArray readFile(const QString &path)
 
 const QByteArray Definition = "<?xml version=\"1.0\"?>\n"
                               "<!-- facturas del mes -->\n"
-                              "<lrfmt Caption='Facturas'   Key=\"id\" ListMaxLineas=\"1000\" ListSQLSource=\"select * from f where a &lt; 3\">\n"
+                              "<lrfmt Caption='Facturas'   Key=\"id\" ListMaxLineas=\"1000\" "
+                              "ListSQLSource=\"select * from f where a &lt; 3\">\n"
                               "  <Columns>\n"
                               "    <!-- importe -->\n"
                               "    <c ColWidth=\"25\"/>\n"
@@ -41,8 +42,7 @@ const QByteArray Definition = "<?xml version=\"1.0\"?>\n"
                               "</lrfmt>\n";
 } // namespace
 
-class tst_XmlHelper : public QObject
-{
+class tst_XmlHelper : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
@@ -53,7 +53,8 @@ private Q_SLOTS:
         QTest::newRow("well formed") << Definition << true;
         QTest::newRow("not well formed") << QByteArray("<lrfmt><Columns></lrfmt>") << false;
         QTest::newRow("repeated attribute") << QByteArray("<lrfmt Key=\"a\" Key=\"b\"/>") << false;
-        QTest::newRow("repeated attribute deep") << QByteArray("<lrfmt><Columns><c w=\"1\" w=\"2\"/></Columns></lrfmt>") << false;
+        QTest::newRow("repeated attribute deep")
+            << QByteArray("<lrfmt><Columns><c w=\"1\" w=\"2\"/></Columns></lrfmt>") << false;
         QTest::newRow("invalid utf-8") << QByteArray("<lrfmt Caption=\"\xC3\x28\"/>") << false;
         QTest::newRow("empty") << QByteArray() << false;
         QTest::newRow("utf-8 bom") << QByteArray("\xEF\xBB\xBF<lrfmt Caption=\"A\xC3\xB1o\"/>") << true;
@@ -90,7 +91,8 @@ private Q_SLOTS:
         XmlHelper &h = xmlHelper();
         const xml::Node lrfmt = h.FindNode(QStringLiteral("lrfmt"), doc.childNodes());
         QCOMPARE(h.GetAttribute(lrfmt, QStringLiteral("Caption")), QStringLiteral("Facturas"));
-        QCOMPARE(h.GetAttribute(lrfmt, QStringLiteral("ListSQLSource")), QStringLiteral("select * from f where a < 3"));
+        QCOMPARE(h.GetAttribute(lrfmt, QStringLiteral("ListSQLSource")),
+            QStringLiteral("select * from f where a < 3"));
         QCOMPARE(h.GetAttribute(lrfmt, QStringLiteral("Nothing")), QString());
         // Comments are not columns.
         const xml::Node columns = h.FindNode(QStringLiteral("Columns"), childNodesOf(lrfmt));
@@ -98,9 +100,9 @@ private Q_SLOTS:
         // A missing element is an empty node; using it is Failure 91.
         const xml::Node filters = h.FindNode(QStringLiteral("Filters"), childNodesOf(lrfmt));
         QVERIFY(filters.isNull());
-        for (auto use : {std::function<void()>([&] { h.GetAttribute(filters, QStringLiteral("x")); }),
-                         std::function<void()>([&] { childNodesOf(filters); }),
-                         std::function<void()>([&] { xmlOf(filters); })}) {
+        for (auto use : { std::function<void()>([&] { h.GetAttribute(filters, QStringLiteral("x")); }),
+                 std::function<void()>([&] { childNodesOf(filters); }),
+                 std::function<void()>([&] { xmlOf(filters); }) }) {
             try {
                 use();
                 QFAIL("using a missing element must fail");
@@ -117,15 +119,20 @@ private Q_SLOTS:
         QTest::addColumn<QString>("value");
         QTest::addColumn<QByteArray>("expected");
         QByteArray e = Definition;
-        QTest::newRow("double quoted") << "ListMaxLineas" << "250"
-                                       << QByteArray(e).replace("ListMaxLineas=\"1000\"", "ListMaxLineas=\"250\"");
-        QTest::newRow("empty") << "ListMaxLineas" << ""
-                               << QByteArray(e).replace("ListMaxLineas=\"1000\"", "ListMaxLineas=\"\"");
-        QTest::newRow("single quoted with quote") << "Caption" << "O'Brien & \"hijos\""
-                                                  << QByteArray(e).replace("Caption='Facturas'", "Caption='O&apos;Brien &amp; \"hijos\"'");
-        QTest::newRow("missing attribute is added") << "Extra" << "1"
-                                                    << QByteArray(e).replace("ListSQLSource=\"select * from f where a &lt; 3\">",
-                                                                             "ListSQLSource=\"select * from f where a &lt; 3\" Extra=\"1\">");
+        QTest::newRow("double quoted")
+            << "ListMaxLineas"
+            << "250" << QByteArray(e).replace("ListMaxLineas=\"1000\"", "ListMaxLineas=\"250\"");
+        QTest::newRow("empty") << "ListMaxLineas"
+                               << "" << QByteArray(e).replace("ListMaxLineas=\"1000\"", "ListMaxLineas=\"\"");
+        QTest::newRow("single quoted with quote")
+            << "Caption"
+            << "O'Brien & \"hijos\""
+            << QByteArray(e).replace("Caption='Facturas'", "Caption='O&apos;Brien &amp; \"hijos\"'");
+        QTest::newRow("missing attribute is added")
+            << "Extra"
+            << "1"
+            << QByteArray(e).replace("ListSQLSource=\"select * from f where a &lt; 3\">",
+                   "ListSQLSource=\"select * from f where a &lt; 3\" Extra=\"1\">");
     }
 
     void setAttributeChangesOnlyThatValue()
@@ -155,11 +162,14 @@ private Q_SLOTS:
         xml::Document doc;
         QVERIFY(doc.load(path));
         const xml::Node lrfmt = doc.firstChild();
-        const xml::Node column = childNodesOf(xmlHelper().FindNode(QStringLiteral("Columns"), childNodesOf(lrfmt))).front();
-        xmlHelper().SetAttribute(QStringLiteral("Caption"), QStringLiteral("Facturas emitidas en el año"), lrfmt);
+        const xml::Node column
+            = childNodesOf(xmlHelper().FindNode(QStringLiteral("Columns"), childNodesOf(lrfmt))).front();
+        xmlHelper().SetAttribute(
+            QStringLiteral("Caption"), QStringLiteral("Facturas emitidas en el año"), lrfmt);
         xmlHelper().SetAttribute(QStringLiteral("ColWidth"), QStringLiteral("30"), column);
         QByteArray expected = Definition;
-        expected.replace("Caption='Facturas'", "Caption='Facturas emitidas en el a\xC3\xB1o'").replace("ColWidth=\"25\"", "ColWidth=\"30\"");
+        expected.replace("Caption='Facturas'", "Caption='Facturas emitidas en el a\xC3\xB1o'")
+            .replace("ColWidth=\"25\"", "ColWidth=\"30\"");
         QCOMPARE(readFile(path), expected);
     }
 
@@ -172,10 +182,13 @@ private Q_SLOTS:
         const QString path = writeFile(dir, QStringLiteral("d.conf"), bytes);
         xml::Document doc;
         QVERIFY(doc.load(path));
-        QCOMPARE(xmlHelper().GetAttribute(doc.firstChild(), QStringLiteral("Caption")), QStringLiteral("Año"));
+        QCOMPARE(
+            xmlHelper().GetAttribute(doc.firstChild(), QStringLiteral("Caption")), QStringLiteral("Año"));
         xmlHelper().SetAttribute(QStringLiteral("ListMaxLineas"), QStringLiteral("7"), doc.firstChild());
         QStringEncoder enc2(QStringEncoder::Utf16LE);
-        QCOMPARE(readFile(path), QByteArray("\xFF\xFE") + QByteArray(enc2.encode(QStringLiteral("<lrfmt Caption=\"Año\" ListMaxLineas=\"7\"/>"))));
+        QCOMPARE(readFile(path),
+            QByteArray("\xFF\xFE")
+                + QByteArray(enc2.encode(QStringLiteral("<lrfmt Caption=\"Año\" ListMaxLineas=\"7\"/>"))));
     }
 
     void fileChangedSinceLoadIsRefused()
@@ -186,7 +199,8 @@ private Q_SLOTS:
         QVERIFY(doc.load(path));
         const QByteArray edited = QByteArray(Definition).replace("Facturas", "Pedidos");
         writeFile(dir, QStringLiteral("d.conf"), edited);
-        QVERIFY_THROWS_EXCEPTION(Failure, xmlHelper().SetAttribute(QStringLiteral("ListMaxLineas"), QStringLiteral("5"), doc.firstChild()));
+        QVERIFY_THROWS_EXCEPTION(Failure,
+            xmlHelper().SetAttribute(QStringLiteral("ListMaxLineas"), QStringLiteral("5"), doc.firstChild()));
         QCOMPARE(readFile(path), edited); // the other writer's change survives
     }
 
@@ -195,15 +209,24 @@ private Q_SLOTS:
         QTest::addColumn<QString>("text");
         QTest::addColumn<QString>("locale");
         QTest::addColumn<qint64>("expected"); // -1: type mismatch, -2: overflow
-        QTest::newRow("plain") << "1000" << "es_ES" << qint64(1000);
-        QTest::newRow("blanks") << " 42 " << "en_US" << qint64(42);
-        QTest::newRow("half to even down") << "2,5" << "es_ES" << qint64(2);
-        QTest::newRow("half to even up") << "3,5" << "es_ES" << qint64(4);
-        QTest::newRow("english fraction") << "2.6" << "en_US" << qint64(3);
-        QTest::newRow("negative") << "-7" << "es_ES" << qint64(-7);
-        QTest::newRow("not a number") << "abc" << "es_ES" << qint64(-1);
-        QTest::newRow("empty") << "" << "es_ES" << qint64(-1);
-        QTest::newRow("overflow") << "3000000000" << "en_US" << qint64(-2);
+        QTest::newRow("plain") << "1000"
+                               << "es_ES" << qint64(1000);
+        QTest::newRow("blanks") << " 42 "
+                                << "en_US" << qint64(42);
+        QTest::newRow("half to even down") << "2,5"
+                                           << "es_ES" << qint64(2);
+        QTest::newRow("half to even up") << "3,5"
+                                         << "es_ES" << qint64(4);
+        QTest::newRow("english fraction") << "2.6"
+                                          << "en_US" << qint64(3);
+        QTest::newRow("negative") << "-7"
+                                  << "es_ES" << qint64(-7);
+        QTest::newRow("not a number") << "abc"
+                                      << "es_ES" << qint64(-1);
+        QTest::newRow("empty") << ""
+                               << "es_ES" << qint64(-1);
+        QTest::newRow("overflow") << "3000000000"
+                                  << "en_US" << qint64(-2);
     }
 
     void wholeNumbers()

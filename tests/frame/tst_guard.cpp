@@ -12,8 +12,7 @@
 
 using namespace Brennvox10;
 
-class tst_Guard : public QObject
-{
+class tst_Guard : public QObject {
     Q_OBJECT
 
 private:
@@ -47,13 +46,13 @@ private Q_SLOTS:
         QTest::addColumn<QList<qint16>>("answers");
         QTest::addColumn<QStringList>("trace");
         const QString f = QStringLiteral("first"), m = QStringLiteral("middle"), l = QStringLiteral("last");
-        QTest::newRow("leave 2") << QList<qint16>{2} << QStringList{f, m};
-        QTest::newRow("leave 3") << QList<qint16>{3} << QStringList{f, m};
-        QTest::newRow("leave -1") << QList<qint16>{-1} << QStringList{f, m};
-        QTest::newRow("leave 7") << QList<qint16>{7} << QStringList{f, m};
-        QTest::newRow("skip") << QList<qint16>{1} << QStringList{f, m, l};
-        QTest::newRow("retry twice then skip") << QList<qint16>{0, 0, 1} << QStringList{f, m, m, m, l};
-        QTest::newRow("retry then leave") << QList<qint16>{0, 2} << QStringList{f, m, m};
+        QTest::newRow("leave 2") << QList<qint16> { 2 } << QStringList { f, m };
+        QTest::newRow("leave 3") << QList<qint16> { 3 } << QStringList { f, m };
+        QTest::newRow("leave -1") << QList<qint16> { -1 } << QStringList { f, m };
+        QTest::newRow("leave 7") << QList<qint16> { 7 } << QStringList { f, m };
+        QTest::newRow("skip") << QList<qint16> { 1 } << QStringList { f, m, l };
+        QTest::newRow("retry twice then skip") << QList<qint16> { 0, 0, 1 } << QStringList { f, m, m, m, l };
+        QTest::newRow("retry then leave") << QList<qint16> { 0, 2 } << QStringList { f, m, m };
     }
 
     void answers()
@@ -76,7 +75,7 @@ private Q_SLOTS:
     void retrySucceedsWhenTheStatementRecovers()
     {
         auto log = scriptReporter(0);
-        QCOMPARE(runProcedure(2), (QStringList{"first", "middle", "middle", "middle", "last"}));
+        QCOMPARE(runProcedure(2), (QStringList { "first", "middle", "middle", "middle", "last" }));
         QCOMPARE(log->reports.size(), 2);
     }
 
@@ -94,8 +93,8 @@ private Q_SLOTS:
                 g.step([&] { seen << QStringLiteral("after%1").arg(i); });
             }
         });
-        QCOMPARE(seen, (QStringList{"0", "after0", "after1", "2", "after2"}));
-        QCOMPARE(log->numbers(), QList<qint32>{94});
+        QCOMPARE(seen, (QStringList { "0", "after0", "after1", "2", "after2" }));
+        QCOMPARE(log->numbers(), QList<qint32> { 94 });
     }
 
     void standardExceptionsAreReportedAsFailures()
@@ -119,7 +118,7 @@ private Q_SLOTS:
             });
             g.step([&] { trace << QStringLiteral("outer after"); });
         });
-        QCOMPARE(trace, QStringList{"outer after"});
+        QCOMPARE(trace, QStringList { "outer after" });
         QCOMPARE(log->reports.size(), 1);
     }
 
@@ -135,7 +134,8 @@ private Q_SLOTS:
             runProcedure(-1);
         } catch (const Failure &f) {
             caught = true;
-            QCOMPARE(f.number(), FailureNumber::CannotCreateObject); // the creation failure, not the original 5
+            QCOMPARE(
+                f.number(), FailureNumber::CannotCreateObject); // the creation failure, not the original 5
         }
         registerErrorReporterClass(id, {});
         try {
@@ -173,8 +173,7 @@ private Q_SLOTS:
 
     void failingReporterReachesTheCaller()
     {
-        class Throwing : public ErrorReporter
-        {
+        class Throwing : public ErrorReporter {
             qint16 ReportError(qint32 &, QString &, QString &, QString &, qint16 &) override
             {
                 throw Failure(-2147023174, QStringLiteral("The RPC server is unavailable."));

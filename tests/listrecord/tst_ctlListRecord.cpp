@@ -7,20 +7,19 @@
 
 #include <Brennvox10/Brennvox10.h>
 
+#include <QAbstractButton>
 #include <QHeaderView>
 #include <QLabel>
-#include <QTreeView>
-#include <QAbstractButton>
 #include <QSignalSpy>
 #include <QTabBar>
 #include <QTemporaryDir>
+#include <QTreeView>
 #include <QtTest>
 
 using namespace Brennvox10;
 
 namespace Brennvox10 {
-struct ctlListRecordTestAccess
-{
+struct ctlListRecordTestAccess {
     static RecordList &list(ctlListRecord &c) { return c.d->list; }
 };
 } // namespace Brennvox10
@@ -28,8 +27,9 @@ struct ctlListRecordTestAccess
 namespace {
 
 const QStringList Schema = {
-    QStringLiteral("create table facturas (id INTEGER, numero TEXT, fecha DATE, cliente TEXT, total CURRENCY, "
-                   "pagada BOOLEAN, peso REAL, mes INTEGER)"),
+    QStringLiteral(
+        "create table facturas (id INTEGER, numero TEXT, fecha DATE, cliente TEXT, total CURRENCY, "
+        "pagada BOOLEAN, peso REAL, mes INTEGER)"),
     QStringLiteral("create table meses (mes INTEGER, nombre TEXT)"),
     QStringLiteral("insert into meses values (3, 'Marzo'), (4, 'Abril')"),
     QStringLiteral("insert into facturas values "
@@ -38,8 +38,7 @@ const QStringList Schema = {
                    "(17, 'A-17', '2009-03-01 10:30:00', 'Eva', -0.5, 1, 0.1, 3)"),
 };
 
-struct Definition
-{
+struct Definition {
     QString key = QStringLiteral("id");
     QString source = QStringLiteral("select * from facturas");
     QString maxLines = QStringLiteral("1000");
@@ -50,24 +49,26 @@ struct Definition
         "<c ColWidth=\"10\" ColCaption=\"Pagada\" ColAligment=\"2\" ColFieldname=\"pagada\"/>"
         "<c ColWidth=\"10\" ColCaption=\"Peso\" ColAligment=\"1\" ColFieldname=\"peso\"/>");
     QString tabs = QStringLiteral(
-        "<t tabID=\"1\" tabName=\"anio\" tabSQLSource=\"select distinct substr(fecha, 1, 4), substr(fecha, 1, 4) from facturas order by 1\" "
-        "tabDefFunc=\"numero\" tabDefValue=\"'%'\" tabDefCaption=\"Todos\" tabFieldname=\"substr(fecha, 1, 4)\"/>"
+        "<t tabID=\"1\" tabName=\"anio\" tabSQLSource=\"select distinct substr(fecha, 1, 4), substr(fecha, "
+        "1, 4) from facturas order by 1\" "
+        "tabDefFunc=\"numero\" tabDefValue=\"'%'\" tabDefCaption=\"Todos\" tabFieldname=\"substr(fecha, 1, "
+        "4)\"/>"
         "<t tabID=\"2\" tabName=\"mes\" tabSQLSource=\"select mes, nombre from meses order by mes\" "
         "tabDefFunc=\"1\" tabDefValue=\"1\" tabDefCaption=\"Todo el anio\" tabFieldname=\"mes\"/>");
     QString filters = QStringLiteral("<Filters><Filter fltName=\"x\"/></Filters>");
 
     QString text() const
     {
-        return QStringLiteral("<?xml version=\"1.0\"?>\n<lrfmt Caption=\"Facturas\" Key=\"%1\" ListSQLSource=\"%2\" "
-                              "ListMaxLineas=\"%3\">\n<Columns>%4</Columns>\n<Tabs>%5</Tabs>\n%6\n</lrfmt>\n")
+        return QStringLiteral(
+            "<?xml version=\"1.0\"?>\n<lrfmt Caption=\"Facturas\" Key=\"%1\" ListSQLSource=\"%2\" "
+            "ListMaxLineas=\"%3\">\n<Columns>%4</Columns>\n<Tabs>%5</Tabs>\n%6\n</lrfmt>\n")
             .arg(key, source, maxLines, columns, tabs, filters);
     }
 };
 
 } // namespace
 
-class tst_ctlListRecord : public QObject
-{
+class tst_ctlListRecord : public QObject {
     Q_OBJECT
 
     QTemporaryDir dir;
@@ -130,18 +131,22 @@ private Q_SLOTS:
         c->Showme();
         QCOMPARE(reports->reports.size(), 0);
         QCOMPARE(ui->messages, QStringList());
-        QCOMPARE(tabTexts(*c, 0), (QStringList{"'%'=Todos", "i2008=2008", "i2009=2009"}));
-        QCOMPARE(tabTexts(*c, 1), (QStringList{"1=Todo el anio", "i3=Marzo", "i4=Abril"}));
-        QCOMPARE(listQueries(), QStringList{"Select * from (select * from facturas)where  numero like '%' and  1 like 1"});
-        QCOMPARE(rowTexts(*c->ActiveListView()), (QStringList{
-                                                      "T1|A-1|05/03/2008|1.234,50|Verdadero|12345,678",
-                                                      "T2|A-2|10/04/2009|200,00|Falso|2,5",
-                                                      "T17|A-17|01/03/2009|-0,50|Verdadero|0,1",
-                                                  }));
-        QCOMPARE(c->findChild<QLabel *>(QStringLiteral("Label1"))->text(), QStringLiteral("Limitar lineas a 1000"));
+        QCOMPARE(tabTexts(*c, 0), (QStringList { "'%'=Todos", "i2008=2008", "i2009=2009" }));
+        QCOMPARE(tabTexts(*c, 1), (QStringList { "1=Todo el anio", "i3=Marzo", "i4=Abril" }));
+        QCOMPARE(listQueries(),
+            QStringList { "Select * from (select * from facturas)where  numero like '%' and  1 like 1" });
+        QCOMPARE(rowTexts(*c->ActiveListView()),
+            (QStringList {
+                "T1|A-1|05/03/2008|1.234,50|Verdadero|12345,678",
+                "T2|A-2|10/04/2009|200,00|Falso|2,5",
+                "T17|A-17|01/03/2009|-0,50|Verdadero|0,1",
+            }));
+        QCOMPARE(c->findChild<QLabel *>(QStringLiteral("Label1"))->text(),
+            QStringLiteral("Limitar lineas a 1000"));
         QCOMPARE(c->lrTabFilter(0), QStringLiteral("numero like '%'"));
         QCOMPARE(c->lrTabFieldValue(1), QStringLiteral("1"));
-        QCOMPARE(ctlListRecordTestAccess::list(*c).FiltersXml, QStringLiteral("<Filters><Filter fltName=\"x\"/></Filters>"));
+        QCOMPARE(ctlListRecordTestAccess::list(*c).FiltersXml,
+            QStringLiteral("<Filters><Filter fltName=\"x\"/></Filters>"));
     }
 
     void firstColumnIsUnformatted_data()
@@ -149,11 +154,16 @@ private Q_SLOTS:
         QTest::addColumn<QString>("field");
         QTest::addColumn<QString>("locale");
         QTest::addColumn<QStringList>("texts");
-        QTest::newRow("currency es") << "total" << "es_ES" << QStringList{"1234,5", "200", "-0,5"};
-        QTest::newRow("currency en") << "total" << "en_US" << QStringList{"1234.5", "200", "-0.5"};
-        QTest::newRow("date es") << "fecha" << "es_ES" << QStringList{"5/3/2008", "10/4/2009", "1/3/2009 10:30:00"};
-        QTest::newRow("boolean en") << "pagada" << "en_US" << QStringList{"True", "False", "True"};
-        QTest::newRow("integer") << "id" << "es_ES" << QStringList{"1", "2", "17"};
+        QTest::newRow("currency es") << "total"
+                                     << "es_ES" << QStringList { "1234,5", "200", "-0,5" };
+        QTest::newRow("currency en") << "total"
+                                     << "en_US" << QStringList { "1234.5", "200", "-0.5" };
+        QTest::newRow("date es") << "fecha"
+                                 << "es_ES" << QStringList { "5/3/2008", "10/4/2009", "1/3/2009 10:30:00" };
+        QTest::newRow("boolean en") << "pagada"
+                                    << "en_US" << QStringList { "True", "False", "True" };
+        QTest::newRow("integer") << "id"
+                                 << "es_ES" << QStringList { "1", "2", "17" };
     }
 
     void firstColumnIsUnformatted()
@@ -163,7 +173,9 @@ private Q_SLOTS:
         QFETCH(QStringList, texts);
         QLocale::setDefault(QLocale(locale));
         Definition def;
-        def.columns = QStringLiteral("<c ColWidth=\"50\" ColCaption=\"X\" ColAligment=\"0\" ColFieldname=\"%1\"/>").arg(field);
+        def.columns
+            = QStringLiteral("<c ColWidth=\"50\" ColCaption=\"X\" ColAligment=\"0\" ColFieldname=\"%1\"/>")
+                  .arg(field);
         auto c = makeList(def);
         c->Showme();
         QStringList shown;
@@ -179,13 +191,22 @@ private Q_SLOTS:
         QTest::addColumn<bool>("definitionExists");
         QTest::addColumn<QStringList>("messages");
         QTest::addColumn<int>("listQueries");
-        QTest::newRow("all well") << "db" << "id" << true << QStringList() << 1;
-        QTest::newRow("no key field") << "db" << "" << true << QStringList{"campo principal no definido"} << 0;
-        QTest::newRow("missing database") << "missing.db" << "id" << true << QStringList{"no existe origen de datos"} << 0;
-        QTest::newRow("database is a folder") << "folder" << "id" << true << QStringList{"no existe origen de datos"} << 0;
-        QTest::newRow("hidden database") << ".hidden.db" << "id" << true << QStringList{"no existe origen de datos"} << 0;
-        QTest::newRow("no data source") << "" << "id" << true << QStringList() << 0;
-        QTest::newRow("no definition") << "db" << "id" << false << QStringList{"no se puede cargar configuracion del listado"} << 0;
+        QTest::newRow("all well") << "db"
+                                  << "id" << true << QStringList() << 1;
+        QTest::newRow("no key field") << "db"
+                                      << "" << true << QStringList { "campo principal no definido" } << 0;
+        QTest::newRow("missing database") << "missing.db"
+                                          << "id" << true << QStringList { "no existe origen de datos" } << 0;
+        QTest::newRow("database is a folder")
+            << "folder"
+            << "id" << true << QStringList { "no existe origen de datos" } << 0;
+        QTest::newRow("hidden database") << ".hidden.db"
+                                         << "id" << true << QStringList { "no existe origen de datos" } << 0;
+        QTest::newRow("no data source") << ""
+                                        << "id" << true << QStringList() << 0;
+        QTest::newRow("no definition")
+            << "db"
+            << "id" << false << QStringList { "no se puede cargar configuracion del listado" } << 0;
     }
 
     void messagesAppearOnlyWhereTheyBelong()
@@ -221,7 +242,7 @@ private Q_SLOTS:
         QCOMPARE(c->ActiveListView()->ListItems().Count(), 3);
         c->lrDataSource(dir.filePath(QStringLiteral("gone.db")));
         c->lrListRefresh();
-        QCOMPARE(ui->messages, QStringList{"no existe origen de datos"});
+        QCOMPARE(ui->messages, QStringList { "no existe origen de datos" });
         QCOMPARE(c->ActiveListView()->ListItems().Count(), 3);
     }
 
@@ -234,22 +255,26 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("rows");
         const QString nullRow = QStringLiteral("insert into f values (1,'a',1),(2,null,2),(3,'c',3)");
         const QString dupRow = QStringLiteral("insert into f values (1,'a',1),(1,'b',2),(3,'c',3)");
-        QTest::newRow("null skipped") << nullRow << "select * from f" << QList<qint16>{1} << QList<qint32>{94}
-                                      << QStringList{"T1|1|a", "T2|2|", "T3|3|c"};
-        QTest::newRow("null leaves") << nullRow << "select * from f" << QList<qint16>{2} << QList<qint32>{94}
-                                     << QStringList{"T1|1|a", "T2|2|"};
-        QTest::newRow("null other answer leaves") << nullRow << "select * from f" << QList<qint16>{5} << QList<qint32>{94}
-                                                  << QStringList{"T1|1|a", "T2|2|"};
-        QTest::newRow("null retried then skipped") << nullRow << "select * from f" << QList<qint16>{0, 0, 1}
-                                                   << QList<qint32>{94, 94, 94} << QStringList{"T1|1|a", "T2|2|", "T3|3|c"};
-        QTest::newRow("duplicate key skipped") << dupRow << "select * from f" << QList<qint16>{1} << QList<qint32>{35602}
-                                               << QStringList{"T1|1|a", "T3|3|c"};
-        QTest::newRow("duplicate key leaves") << dupRow << "select * from f" << QList<qint16>{2} << QList<qint32>{35602}
-                                              << QStringList{"T1|1|a"};
-        QTest::newRow("bad sql") << nullRow << "select * from nowhere" << QList<qint16>{1, 1, 1, 1}
-                                 << QList<qint32>{FailureNumber::CommandError, 3704} << QStringList{};
-        QTest::newRow("missing column") << nullRow << "select k, n from f" << QList<qint16>{1, 1, 1}
-                                        << QList<qint32>{3265, 3265, 3265} << QStringList{"T1|1|", "T2|2|", "T3|3|"};
+        QTest::newRow("null skipped") << nullRow << "select * from f" << QList<qint16> { 1 }
+                                      << QList<qint32> { 94 } << QStringList { "T1|1|a", "T2|2|", "T3|3|c" };
+        QTest::newRow("null leaves") << nullRow << "select * from f" << QList<qint16> { 2 }
+                                     << QList<qint32> { 94 } << QStringList { "T1|1|a", "T2|2|" };
+        QTest::newRow("null other answer leaves")
+            << nullRow << "select * from f" << QList<qint16> { 5 } << QList<qint32> { 94 }
+            << QStringList { "T1|1|a", "T2|2|" };
+        QTest::newRow("null retried then skipped")
+            << nullRow << "select * from f" << QList<qint16> { 0, 0, 1 } << QList<qint32> { 94, 94, 94 }
+            << QStringList { "T1|1|a", "T2|2|", "T3|3|c" };
+        QTest::newRow("duplicate key skipped")
+            << dupRow << "select * from f" << QList<qint16> { 1 } << QList<qint32> { 35602 }
+            << QStringList { "T1|1|a", "T3|3|c" };
+        QTest::newRow("duplicate key leaves") << dupRow << "select * from f" << QList<qint16> { 2 }
+                                              << QList<qint32> { 35602 } << QStringList { "T1|1|a" };
+        QTest::newRow("bad sql") << nullRow << "select * from nowhere" << QList<qint16> { 1, 1, 1, 1 }
+                                 << QList<qint32> { FailureNumber::CommandError, 3704 } << QStringList {};
+        QTest::newRow("missing column")
+            << nullRow << "select k, n from f" << QList<qint16> { 1, 1, 1 }
+            << QList<qint32> { 3265, 3265, 3265 } << QStringList { "T1|1|", "T2|2|", "T3|3|" };
     }
 
     void loadFailuresAreReportedAndAnswered()
@@ -259,16 +284,20 @@ private Q_SLOTS:
         QFETCH(QList<qint16>, answers);
         QFETCH(QList<qint32>, numbers);
         QFETCH(QStringList, rows);
-        const QString db = dir.filePath(QStringLiteral("f%1.db").arg(QTest::currentDataTag()).remove(QLatin1Char(' ')));
+        const QString db
+            = dir.filePath(QStringLiteral("f%1.db").arg(QTest::currentDataTag()).remove(QLatin1Char(' ')));
         QFile::remove(db);
-        makeDatabase(db, {QStringLiteral("create table f (k INTEGER, t TEXT, n INTEGER)"), setup});
+        makeDatabase(db, { QStringLiteral("create table f (k INTEGER, t TEXT, n INTEGER)"), setup });
         Definition def;
         def.key = QStringLiteral("k");
         def.source = source;
-        def.columns = QStringLiteral("<c ColWidth=\"50\" ColCaption=\"N\" ColAligment=\"0\" ColFieldname=\"n\"/>"
-                                     "<c ColWidth=\"50\" ColCaption=\"T\" ColAligment=\"0\" ColFieldname=\"t\"/>");
-        def.tabs = QStringLiteral("<t tabSQLSource=\"select 1, 'x' where 0\" tabDefFunc=\"1\" tabDefValue=\"1\" tabDefCaption=\"A\"/>"
-                                  "<t tabSQLSource=\"select 1, 'x' where 0\" tabDefFunc=\"2\" tabDefValue=\"2\" tabDefCaption=\"B\"/>");
+        def.columns
+            = QStringLiteral("<c ColWidth=\"50\" ColCaption=\"N\" ColAligment=\"0\" ColFieldname=\"n\"/>"
+                             "<c ColWidth=\"50\" ColCaption=\"T\" ColAligment=\"0\" ColFieldname=\"t\"/>");
+        def.tabs = QStringLiteral("<t tabSQLSource=\"select 1, 'x' where 0\" tabDefFunc=\"1\" "
+                                  "tabDefValue=\"1\" tabDefCaption=\"A\"/>"
+                                  "<t tabSQLSource=\"select 1, 'x' where 0\" tabDefFunc=\"2\" "
+                                  "tabDefValue=\"2\" tabDefCaption=\"B\"/>");
         auto c = makeList(def);
         c->lrDataSource(db);
         reports->answers.assign(answers.begin(), answers.end());
@@ -298,7 +327,8 @@ private Q_SLOTS:
         auto c = makeList(def);
         c->Showme();
         QCOMPARE(c->ActiveListView()->ListItems().Count(), rows);
-        QCOMPARE(c->findChild<QLabel *>(QStringLiteral("Label1"))->text(), QStringLiteral("Limitar lineas a ") + QString::number(limit.toInt()));
+        QCOMPARE(c->findChild<QLabel *>(QStringLiteral("Label1"))->text(),
+            QStringLiteral("Limitar lineas a ") + QString::number(limit.toInt()));
         QCOMPARE(ui->messages, QStringList());
         QCOMPARE(reports->reports.size(), 0);
     }
@@ -310,9 +340,12 @@ private Q_SLOTS:
         QTest::addColumn<QString>("filter");
         QTest::addColumn<QString>("value");
         QTest::addColumn<QStringList>("keys");
-        QTest::newRow("year 2009") << 0 << 3 << "substr(fecha, 1, 4) like '2009'" << "2009" << QStringList{"T2", "T17"};
-        QTest::newRow("month 3") << 1 << 2 << "mes like '3'" << "3" << QStringList{"T1", "T17"};
-        QTest::newRow("first tab") << 1 << 1 << "1 like 1" << "1" << QStringList{"T1", "T2", "T17"};
+        QTest::newRow("year 2009") << 0 << 3 << "substr(fecha, 1, 4) like '2009'"
+                                   << "2009" << QStringList { "T2", "T17" };
+        QTest::newRow("month 3") << 1 << 2 << "mes like '3'"
+                                 << "3" << QStringList { "T1", "T17" };
+        QTest::newRow("first tab") << 1 << 1 << "1 like 1"
+                                   << "1" << QStringList { "T1", "T2", "T17" };
     }
 
     void tabChoiceRecordsAndReloadsOnce()
@@ -344,12 +377,15 @@ private Q_SLOTS:
         c->findChild<TabStrip *>(QStringLiteral("ctlTabStrip(1)"))->selectTab(3);
         sql.clear();
         c->Showme();
-        QCOMPARE(c->findChild<TabStrip *>(QStringLiteral("ctlTabStrip(1)"))->SelectedItem()->Key(), QStringLiteral("i4"));
-        QCOMPARE(listQueries(), QStringList{"Select * from (select * from facturas)where  numero like '%' and  mes like '4'"});
+        QCOMPARE(c->findChild<TabStrip *>(QStringLiteral("ctlTabStrip(1)"))->SelectedItem()->Key(),
+            QStringLiteral("i4"));
+        QCOMPARE(listQueries(),
+            QStringList { "Select * from (select * from facturas)where  numero like '%' and  mes like '4'" });
 
         // Fewer tabs after a reload: the remembered position falls back to the first tab.
         Definition def;
-        def.tabs.replace(QStringLiteral("select mes, nombre from meses order by mes"), QStringLiteral("select mes, nombre from meses where mes = 3"));
+        def.tabs.replace(QStringLiteral("select mes, nombre from meses order by mes"),
+            QStringLiteral("select mes, nombre from meses where mes = 3"));
         writeText(confPath, def.text());
         c->Showme();
         QCOMPARE(c->lrTabFieldValue(1), QStringLiteral("1"));
@@ -374,22 +410,23 @@ private Q_SLOTS:
 
     void quoteInTabValueIsReported()
     {
-        makeDatabase(dbPath, {QStringLiteral("insert into meses values (5, 'O''Mayo')")});
+        makeDatabase(dbPath, { QStringLiteral("insert into meses values (5, 'O''Mayo')") });
         Definition def;
-        def.tabs.replace(QStringLiteral("select mes, nombre from meses order by mes"), QStringLiteral("select nombre, nombre from meses order by mes"));
+        def.tabs.replace(QStringLiteral("select mes, nombre from meses order by mes"),
+            QStringLiteral("select nombre, nombre from meses order by mes"));
         auto c = makeList(def);
         c->Showme();
         c->findChild<TabStrip *>(QStringLiteral("ctlTabStrip(1)"))->selectTab(4);
         QCOMPARE(c->lrTabFilter(1), QStringLiteral("mes like 'O'Mayo'"));
-        QCOMPARE(reports->numbers(), QList<qint32>{FailureNumber::CommandError});
-        makeDatabase(dbPath, {QStringLiteral("delete from meses where mes = 5")});
+        QCOMPARE(reports->numbers(), QList<qint32> { FailureNumber::CommandError });
+        makeDatabase(dbPath, { QStringLiteral("delete from meses where mes = 5") });
     }
 
     void tabIndexOutOfRangeIsRefused()
     {
         ctlListRecord c;
         QCOMPARE(c.lrTabFilter(0), QString());
-        for (qint16 bad : {qint16(2), qint16(-1)}) {
+        for (qint16 bad : { qint16(2), qint16(-1) }) {
             try {
                 c.lrTabFieldValue(bad);
                 QFAIL("index must be refused");
@@ -416,7 +453,9 @@ private Q_SLOTS:
         sql.clear();
         ctlListRecordTestAccess::list(*c).UserFilter = QStringLiteral("cliente = 'Eva'");
         c->lrListRefresh();
-        QCOMPARE(listQueries(), QStringList{"Select * from (select * from facturas)where  numero like '%' and  1 like 1 and (cliente = 'Eva')"});
+        QCOMPARE(listQueries(),
+            QStringList { "Select * from (select * from facturas)where  numero like '%' and  1 like 1 and "
+                          "(cliente = 'Eva')" });
         QCOMPARE(rowTexts(*c->ActiveListView()).size(), 1);
     }
 
@@ -429,7 +468,8 @@ private Q_SLOTS:
         c.lrDataSource(dbPath);
         c.Showme();
         QCOMPARE(c.ActiveListView()->ListItems().Count(), 3);
-        QCOMPARE(ctlListRecordTestAccess::list(c).configFileName, dir.path() + QStringLiteral("/conf/lrfmt.conf"));
+        QCOMPARE(
+            ctlListRecordTestAccess::list(c).configFileName, dir.path() + QStringLiteral("/conf/lrfmt.conf"));
     }
 
     void columnsTakeTheirShareOfTheListWidth()
@@ -451,9 +491,15 @@ private Q_SLOTS:
         QTest::addColumn<QString>("maxLines");
         QTest::addColumn<QString>("columns");
         QTest::addColumn<QList<qint32>>("numbers");
-        QTest::newRow("non numeric limit") << "many" << Definition().columns << QList<qint32>{13};
-        QTest::newRow("non numeric width") << "10" << "<c ColWidth=\"wide\" ColCaption=\"N\" ColAligment=\"0\" ColFieldname=\"numero\"/>" << QList<qint32>{13};
-        QTest::newRow("duplicate field") << "10" << "<c ColWidth=\"1\" ColAligment=\"0\" ColFieldname=\"numero\"/><c ColWidth=\"1\" ColAligment=\"0\" ColFieldname=\"numero\"/>" << QList<qint32>{35602};
+        QTest::newRow("non numeric limit") << "many" << Definition().columns << QList<qint32> { 13 };
+        QTest::newRow("non numeric width")
+            << "10"
+            << "<c ColWidth=\"wide\" ColCaption=\"N\" ColAligment=\"0\" ColFieldname=\"numero\"/>"
+            << QList<qint32> { 13 };
+        QTest::newRow("duplicate field") << "10"
+                                         << "<c ColWidth=\"1\" ColAligment=\"0\" ColFieldname=\"numero\"/><c "
+                                            "ColWidth=\"1\" ColAligment=\"0\" ColFieldname=\"numero\"/>"
+                                         << QList<qint32> { 35602 };
     }
 
     void definitionFaultsAreReported()
@@ -473,7 +519,9 @@ private Q_SLOTS:
     void missingElementsAreObjectFailures()
     {
         auto c = makeList();
-        writeText(confPath, QStringLiteral("<lrfmt Key=\"id\" ListMaxLineas=\"5\" ListSQLSource=\"select * from facturas\"/>"));
+        writeText(confPath,
+            QStringLiteral(
+                "<lrfmt Key=\"id\" ListMaxLineas=\"5\" ListSQLSource=\"select * from facturas\"/>"));
         reports->defaultAnswer = 1;
         c->Showme();
         QVERIFY(reports->numbers().contains(FailureNumber::ObjectNotSet));
@@ -485,10 +533,18 @@ private Q_SLOTS:
         QTest::addColumn<QString>("answer");
         QTest::addColumn<QString>("saved");
         QTest::addColumn<QString>("label");
-        QTest::newRow("250") << "250" << "250" << "Limitar lineas a 250";
-        QTest::newRow("typed with zeros") << "0050" << "50" << "Limitar lineas a 0050";
-        QTest::newRow("half to even") << "2,5" << "2" << "Limitar lineas a 2,5";
-        QTest::newRow("not a number") << "abc" << "1000" << "Limitar lineas a 1000";
+        QTest::newRow("250") << "250"
+                             << "250"
+                             << "Limitar lineas a 250";
+        QTest::newRow("typed with zeros") << "0050"
+                                          << "50"
+                                          << "Limitar lineas a 0050";
+        QTest::newRow("half to even") << "2,5"
+                                      << "2"
+                                      << "Limitar lineas a 2,5";
+        QTest::newRow("not a number") << "abc"
+                                      << "1000"
+                                      << "Limitar lineas a 1000";
     }
 
     void saveConfigWritesTheLimit()
@@ -503,11 +559,12 @@ private Q_SLOTS:
         ui->inputs.push_back(answer);
         auto *label1 = c->findChild<QLabel *>(QStringLiteral("Label1"));
         QTest::mouseClick(label1, Qt::LeftButton);
-        QCOMPARE(ui->prompts, QStringList{"Ingrese nueva configuracion: "});
+        QCOMPARE(ui->prompts, QStringList { "Ingrese nueva configuracion: " });
         QCOMPARE(label1->text(), label);
         const QByteArray before = readBytes(confPath);
         c->SaveConfig();
-        QCOMPARE(readBytes(confPath), QByteArray(before).replace("ListMaxLineas=\"1000\"", "ListMaxLineas=\"" + saved.toUtf8() + "\""));
+        QCOMPARE(readBytes(confPath),
+            QByteArray(before).replace("ListMaxLineas=\"1000\"", "ListMaxLineas=\"" + saved.toUtf8() + "\""));
         QCOMPARE(reports->reports.size(), 0);
     }
 
@@ -519,12 +576,15 @@ private Q_SLOTS:
         QTest::addColumn<QRectF>("lowerStrip");
         QTest::addColumn<QRectF>("status");
         QTest::addColumn<QRectF>("menu");
-        QTest::newRow("design") << 8190.f << 5925.f << QRectF(100, 335, 6605, 4225) << QRectF(100, 4660, 6605, 360)
-                                << QRectF(0, 5020, 8190, 405) << QRectF(6755, 315, 1335, 4620);
-        QTest::newRow("taller") << 8190.f << 6925.f << QRectF(100, 335, 6605, 5225) << QRectF(100, 5660, 6605, 360)
-                                << QRectF(0, 6020, 8190, 405) << QRectF(6755, 315, 1335, 4620);
-        QTest::newRow("wider") << 9190.f << 5925.f << QRectF(100, 335, 7605, 4225) << QRectF(100, 4660, 7605, 360)
-                               << QRectF(0, 5020, 9190, 405) << QRectF(7755, 315, 1335, 4620);
+        QTest::newRow("design") << 8190.f << 5925.f << QRectF(100, 335, 6605, 4225)
+                                << QRectF(100, 4660, 6605, 360) << QRectF(0, 5020, 8190, 405)
+                                << QRectF(6755, 315, 1335, 4620);
+        QTest::newRow("taller") << 8190.f << 6925.f << QRectF(100, 335, 6605, 5225)
+                                << QRectF(100, 5660, 6605, 360) << QRectF(0, 6020, 8190, 405)
+                                << QRectF(6755, 315, 1335, 4620);
+        QTest::newRow("wider") << 9190.f << 5925.f << QRectF(100, 335, 7605, 4225)
+                               << QRectF(100, 4660, 7605, 360) << QRectF(0, 5020, 9190, 405)
+                               << QRectF(7755, 315, 1335, 4620);
     }
 
     void layoutFollowsTheControlSize()
@@ -543,8 +603,10 @@ private Q_SLOTS:
         QCOMPARE(twipsGeometry(c.findChild<QWidget *>(QStringLiteral("ctlMenu1"))), menu);
         QCOMPARE(twipsGeometry(c.findChild<QWidget *>(QStringLiteral("Label1"))), QRectF(60, 45, 1485, 195));
         QCOMPARE(twipsGeometry(c.findChild<QWidget *>(QStringLiteral("Label2"))), QRectF(1965, 60, 990, 210));
-        QCOMPARE(twipsGeometry(c.findChild<QWidget *>(QStringLiteral("ctlTabStrip(0)"))), QRectF(100, 0, list.width(), 435));
-        QCOMPARE(c.findChild<QWidget *>(QStringLiteral("ListView1"))->geometry(), QRect(7, 22, qRound(list.width() / 15), qRound(list.height() / 15)));
+        QCOMPARE(twipsGeometry(c.findChild<QWidget *>(QStringLiteral("ctlTabStrip(0)"))),
+            QRectF(100, 0, list.width(), 435));
+        QCOMPARE(c.findChild<QWidget *>(QStringLiteral("ListView1"))->geometry(),
+            QRect(7, 22, qRound(list.width() / 15), qRound(list.height() / 15)));
         QCOMPARE(reports->reports.size(), 0);
     }
 
@@ -553,10 +615,10 @@ private Q_SLOTS:
         ctlListRecord c;
         reports->defaultAnswer = 1;
         setTwipsSize(&c, 8190, 1600);
-        QCOMPARE(reports->numbers(), QList<qint32>{FailureNumber::InvalidPropertyValue});
+        QCOMPARE(reports->numbers(), QList<qint32> { FailureNumber::InvalidPropertyValue });
         reports->reports.clear();
         setTwipsSize(&c, 1500, 5925);
-        QCOMPARE(reports->numbers(), QList<qint32>{FailureNumber::InvalidPropertyValue});
+        QCOMPARE(reports->numbers(), QList<qint32> { FailureNumber::InvalidPropertyValue });
     }
 
     void headerClicksToggleOneOrderForTheList()
@@ -569,7 +631,7 @@ private Q_SLOTS:
         QHeaderView *header = lv->treeView()->header();
         const auto clickHeader = [&](int column) {
             QTest::mouseClick(header->viewport(), Qt::LeftButton, {},
-                              QPoint(header->sectionViewportPosition(column) + 5, header->height() / 2));
+                QPoint(header->sectionViewportPosition(column) + 5, header->height() / 2));
         };
         const auto keys = [&] {
             QStringList out;
@@ -580,12 +642,12 @@ private Q_SLOTS:
         clickHeader(2); // Total, shown as text: "1.234,50", "200,00", "-0,50"
         QCOMPARE(lv->SortKey(), qint16(2));
         QCOMPARE(lv->SortOrder(), qint16(1));
-        QCOMPARE(keys(), (QStringList{"T2", "T1", "T17"}));
+        QCOMPARE(keys(), (QStringList { "T2", "T1", "T17" }));
         clickHeader(2);
-        QCOMPARE(keys(), (QStringList{"T17", "T1", "T2"}));
+        QCOMPARE(keys(), (QStringList { "T17", "T1", "T2" }));
         clickHeader(0); // another column continues from the list's last order
         QCOMPARE(lv->SortKey(), qint16(0));
-        QCOMPARE(keys(), (QStringList{"T2", "T17", "T1"}));
+        QCOMPARE(keys(), (QStringList { "T2", "T17", "T1" }));
         QCOMPARE(reports->reports.size(), 0);
     }
 
@@ -600,17 +662,17 @@ private Q_SLOTS:
         QCOMPARE(c->lrAddListItem(key), qint16(0));
         QCOMPARE(rowTexts(*lv).last(), QStringLiteral("T2|A-2|10/04/2009|200,00|Falso|2,5"));
         QCOMPARE(c->lrAddListItem(key), qint16(0)); // already listed
-        QCOMPARE(reports->numbers(), QList<qint32>{35602});
-        makeDatabase(dbPath, {QStringLiteral("update facturas set total = 999.99 where id = 2")});
+        QCOMPARE(reports->numbers(), QList<qint32> { 35602 });
+        makeDatabase(dbPath, { QStringLiteral("update facturas set total = 999.99 where id = 2") });
         QCOMPARE(c->lrUpdateListItem(key), qint16(0));
         QCOMPARE(lv->ListItems().Item(QStringLiteral("T2")).SubItems(2), QStringLiteral("999,99"));
-        makeDatabase(dbPath, {QStringLiteral("update facturas set total = 200 where id = 2")});
+        makeDatabase(dbPath, { QStringLiteral("update facturas set total = 200 where id = 2") });
         QString unknown = QStringLiteral("99");
         c->lrAddListItem(unknown);
         QCOMPARE(lv->ListItems().Count(), 3);
         reports->reports.clear();
         c->lrDelListItem(unknown);
-        QCOMPARE(reports->numbers(), QList<qint32>{FailureNumber::ElementNotFound});
+        QCOMPARE(reports->numbers(), QList<qint32> { FailureNumber::ElementNotFound });
     }
 
     void commandBarPressesReachTheHostWithTheSelectedKey()
@@ -620,7 +682,8 @@ private Q_SLOTS:
         c->Showme();
         QVERIFY(QTest::qWaitForWindowExposed(c.get()));
         QStringList events;
-        connect(c.get(), &ctlListRecord::cmdDel, this, [&](QString &item) { events << QStringLiteral("Del:") + item; });
+        connect(c.get(), &ctlListRecord::cmdDel, this,
+            [&](QString &item) { events << QStringLiteral("Del:") + item; });
         connect(c.get(), &ctlListRecord::cmdAdd, this, [&](QString &item) {
             events << QStringLiteral("Add:") + item;
             item = QStringLiteral("99");
@@ -633,7 +696,7 @@ private Q_SLOTS:
         QTest::mouseClick(del, Qt::LeftButton);
         QTest::mouseClick(c->findChild<QAbstractButton *>(QStringLiteral("cmdButtom(0)")), Qt::LeftButton);
         QTest::mouseClick(c->findChild<QAbstractButton *>(QStringLiteral("cmdButtom(6)")), Qt::LeftButton);
-        QCOMPARE(events, (QStringList{"Del:", "Del:17", "Add:17", "Close"}));
+        QCOMPARE(events, (QStringList { "Del:", "Del:17", "Add:17", "Close" }));
         QCOMPARE(c->lrSelectedKey(), QStringLiteral("99"));
     }
 };

@@ -51,7 +51,7 @@ inline QStringList rowTexts(const Brennvox10::ListView &view)
     const int columns = lv.ColumnHeaders().Count();
     for (int i = 1; i <= lv.ListItems().Count(); ++i) {
         const Brennvox10::ListItem item = lv.ListItems().Item(i);
-        QStringList cells{item.Key(), item.Text()};
+        QStringList cells { item.Key(), item.Text() };
         for (int j = 1; j < columns; ++j)
             cells << item.SubItems(j);
         rows << cells.join(QLatin1Char('|'));

@@ -12,16 +12,14 @@
 #include <deque>
 #include <memory>
 
-struct Report
-{
+struct Report {
     qint32 number;
     QString description;
     QString source;
     QString control;
 };
 
-struct ReporterLog
-{
+struct ReporterLog {
     QList<Report> reports;
     std::deque<qint16> answers; // played in order; when empty, defaultAnswer
     qint16 defaultAnswer = 2;
@@ -35,15 +33,17 @@ struct ReporterLog
     }
 };
 
-class ScriptedReporter : public Brennvox10::ErrorReporter
-{
+class ScriptedReporter : public Brennvox10::ErrorReporter {
 public:
-    explicit ScriptedReporter(std::shared_ptr<ReporterLog> log) : m_log(std::move(log)) {}
-    qint16 ReportError(qint32 &number, QString &description, QString &source, QString &controlText,
-                       qint16 &flag) override
+    explicit ScriptedReporter(std::shared_ptr<ReporterLog> log)
+        : m_log(std::move(log))
+    {
+    }
+    qint16 ReportError(
+        qint32 &number, QString &description, QString &source, QString &controlText, qint16 &flag) override
     {
         Q_ASSERT(flag == 0);
-        m_log->reports.append({number, description, source, controlText});
+        m_log->reports.append({ number, description, source, controlText });
         if (m_log->answers.empty())
             return m_log->defaultAnswer;
         const qint16 a = m_log->answers.front();
@@ -64,18 +64,19 @@ inline std::shared_ptr<ReporterLog> scriptReporter(qint16 defaultAnswer = 2)
     return log;
 }
 
-struct ServicesLog
-{
+struct ServicesLog {
     QStringList messages;
     QStringList prompts;
     std::deque<std::optional<QString>> inputs;
     QString libraryFolder;
 };
 
-class ScriptedServices : public Brennvox10::Services
-{
+class ScriptedServices : public Brennvox10::Services {
 public:
-    explicit ScriptedServices(std::shared_ptr<ServicesLog> log) : m_log(std::move(log)) {}
+    explicit ScriptedServices(std::shared_ptr<ServicesLog> log)
+        : m_log(std::move(log))
+    {
+    }
     void messageBox(const QString &text) override { m_log->messages << text; }
     std::optional<QString> inputBox(const QString &prompt) override
     {
@@ -93,7 +94,7 @@ public:
     }
     QDate today() override { return QDate(2024, 2, 29); }
     QString libraryFolder() override { return m_log->libraryFolder; }
-    void processPendingEvents() override {}
+    void processPendingEvents() override { }
 
 private:
     std::shared_ptr<ServicesLog> m_log;

@@ -18,36 +18,33 @@ namespace Brennvox10::data {
 // key=value pairs separated by ';'; keys compare case-insensitively; a value may be quoted with
 // single or double quotes (doubled quotes inside stand for one). A later key wins over an earlier
 // one (so "...Data Source=;...;Data Source=x" takes x). No Provider key means SQLite.
-struct ConnectionText
-{
+struct ConnectionText {
     QMap<QString, QString> values; // keys lower-cased, trimmed
 
     static ConnectionText parse(const QString &text);
-    QString value(const QString &key) const;  // empty when missing
-    QString provider() const;                 // "sqlite" or "postgresql" lower-cased; "sqlite" when missing
-    QString dataSource() const;               // "Data Source"
-    QString password() const;                 // "Jet Oledb:database password"
+    QString value(const QString &key) const; // empty when missing
+    QString provider() const; // "sqlite" or "postgresql" lower-cased; "sqlite" when missing
+    QString dataSource() const; // "Data Source"
+    QString password() const; // "Jet Oledb:database password"
 };
 
 // ADO type codes reported by Field::Type.
 namespace AdoType {
-constexpr int SmallInt = 2, Integer = 3, Single = 4, Double = 5, Currency = 6, Date = 7,
-              Boolean = 11, Decimal = 131, BigInt = 20, Text = 202, Binary = 205;
+constexpr int SmallInt = 2, Integer = 3, Single = 4, Double = 5, Currency = 6, Date = 7, Boolean = 11,
+              Decimal = 131, BigInt = 20, Text = 202, Binary = 205;
 }
 
 enum class Storage : quint8 { Null, Integer, Real, Text, Blob };
 
-struct DateTimeValue
-{
+struct DateTimeValue {
     qint64 julianDay = 0;
-    qint32 msecs = 0;     // since midnight
+    qint32 msecs = 0; // since midnight
     bool hasTime = false; // the stored text carried a time part
 };
 
 class RecordsetPrivate;
 
-class Field
-{
+class Field {
 public:
     QString Name() const;
     // The ADO type code of the field: from the declared column type where there is one (see the
@@ -60,11 +57,11 @@ public:
     // Fast access for bulk readers: no allocation, valid until the next MoveNext.
     Storage storage() const;
     bool isNull() const;
-    qint64 asInt64() const;        // Failure 13 when the value is not a whole number
-    double asDouble() const;       // Failure 13 when the value is not a number
-    bool asBool() const;           // Failure 13 when the value is not a number or true/false
-    DateTimeValue asDate() const;  // ISO-8601 text; Failure 13 otherwise
-    QByteArrayView utf8() const;   // the value's text as the database gives it
+    qint64 asInt64() const; // Failure 13 when the value is not a whole number
+    double asDouble() const; // Failure 13 when the value is not a number
+    bool asBool() const; // Failure 13 when the value is not a number or true/false
+    DateTimeValue asDate() const; // ISO-8601 text; Failure 13 otherwise
+    QByteArrayView utf8() const; // the value's text as the database gives it
 
 private:
     friend class RecordsetPrivate;
@@ -72,8 +69,7 @@ private:
     int column = 0;
 };
 
-class Recordset
-{
+class Recordset {
 public:
     Recordset();
     ~Recordset(); // closes
@@ -87,7 +83,7 @@ public:
     // The query observer sees source first. Failure on an unknown provider, a database that cannot
     // be opened, a text that is not exactly one read-only statement, or a SQL error.
     void Open(const QString &source, const QString &connection, int cursorType = 3, int lockType = 3,
-              int options = -1);
+        int options = -1);
     // Named Eof because EOF is a macro of the C library.
     bool Eof() const;
     // Failure when reading the next row fails.

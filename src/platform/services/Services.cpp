@@ -28,8 +28,7 @@ bool interactive()
     return platform != QLatin1String("offscreen") && platform != QLatin1String("minimal");
 }
 
-class QtServices final : public Services
-{
+class QtServices final : public Services {
 public:
     void messageBox(const QString &text) override
     {
@@ -37,7 +36,8 @@ public:
             qCInfo(lcServices).noquote() << "message:" << text;
             return;
         }
-        QMessageBox box(QMessageBox::NoIcon, QGuiApplication::applicationDisplayName(), text, QMessageBox::Ok);
+        QMessageBox box(
+            QMessageBox::NoIcon, QGuiApplication::applicationDisplayName(), text, QMessageBox::Ok);
         box.exec();
     }
 
@@ -48,8 +48,8 @@ public:
             return std::nullopt;
         }
         bool ok = false;
-        const QString text = QInputDialog::getText(nullptr, QGuiApplication::applicationDisplayName(), prompt,
-                                                   QLineEdit::Normal, QString(), &ok);
+        const QString text = QInputDialog::getText(
+            nullptr, QGuiApplication::applicationDisplayName(), prompt, QLineEdit::Normal, QString(), &ok);
         if (!ok)
             return std::nullopt;
         return text;
@@ -67,7 +67,7 @@ public:
 
     QString libraryFolder() override
     {
-        Dl_info info{};
+        Dl_info info {};
         if (dladdr(reinterpret_cast<const void *>(&installServices), &info) && info.dli_fname)
             return QFileInfo(QString::fromLocal8Bit(info.dli_fname)).absolutePath();
         return QCoreApplication::applicationDirPath();

@@ -21,8 +21,8 @@ QRectF stored(const QWidget *w)
     if (v.isValid())
         return v.toRectF();
     const QRect g = w->geometry();
-    return QRectF(g.x() * TwipsPerPixel, g.y() * TwipsPerPixel, g.width() * TwipsPerPixel,
-                  g.height() * TwipsPerPixel);
+    return QRectF(
+        g.x() * TwipsPerPixel, g.y() * TwipsPerPixel, g.width() * TwipsPerPixel, g.height() * TwipsPerPixel);
 }
 
 // A hidden widget gets its resize event only when shown; controls lay out their children in that
@@ -40,7 +40,7 @@ void apply(QWidget *w, const QRectF &r)
     w->setProperty(RectProperty, r);
     const QSize old = w->size();
     w->setGeometry(twips::toPixels(float(r.x())), twips::toPixels(float(r.y())),
-                   twips::toPixels(float(r.width())), twips::toPixels(float(r.height())));
+        twips::toPixels(float(r.width())), twips::toPixels(float(r.height())));
     deliverResize(w, old);
 }
 
@@ -125,7 +125,8 @@ void setHeight(QWidget *w, float height)
 QSizeF clientSize(const QWidget *control)
 {
     const auto matches = [control](const QSizeF &s) {
-        return toPixels(float(s.width())) == control->width() && toPixels(float(s.height())) == control->height();
+        return toPixels(float(s.width())) == control->width()
+            && toPixels(float(s.height())) == control->height();
     };
     const QVariant size = control->property(SizeProperty);
     if (size.isValid() && matches(size.toSizeF()))

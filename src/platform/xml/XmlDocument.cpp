@@ -21,12 +21,11 @@ namespace Brennvox10::xml {
 
 enum class Encoding { Utf8, Utf8Bom, Utf16LE, Utf16BE };
 
-struct DocumentData
-{
+struct DocumentData {
     pugi::xml_document doc;
-    std::string utf8;       // the text pugixml parsed, kept so attribute edits can be made in place
-    QString path;           // empty for documents loaded from text
-    QByteArray fileBytes;   // the file as it was read, to notice changes made by others
+    std::string utf8; // the text pugixml parsed, kept so attribute edits can be made in place
+    QString path; // empty for documents loaded from text
+    QByteArray fileBytes; // the file as it was read, to notice changes made by others
     Encoding encoding = Encoding::Utf8;
     QString error;
     // Edits made to utf8 since it was parsed (position at the time, size change), to map pugixml's
@@ -105,7 +104,7 @@ QByteArray encode(const std::string &utf8, Encoding enc)
 // A repeated attribute would otherwise silently read as its first occurrence.
 bool hasDuplicateAttribute(const pugi::xml_node &root, QString &which)
 {
-    for (pugi::xml_node n = root; n; ) {
+    for (pugi::xml_node n = root; n;) {
         if (n.type() == pugi::node_element) {
             std::set<std::string> seen;
             for (pugi::xml_attribute a = n.first_attribute(); a; a = a.next_attribute()) {
@@ -131,9 +130,8 @@ bool hasDuplicateAttribute(const pugi::xml_node &root, QString &which)
 bool parse(DocumentData &d)
 {
     d.doc.reset();
-    const pugi::xml_parse_result r = d.doc.load_buffer(d.utf8.data(), d.utf8.size(),
-                                                        pugi::parse_default | pugi::parse_declaration,
-                                                        pugi::encoding_utf8);
+    const pugi::xml_parse_result r = d.doc.load_buffer(
+        d.utf8.data(), d.utf8.size(), pugi::parse_default | pugi::parse_declaration, pugi::encoding_utf8);
     if (!r) {
         d.error = QStringLiteral("%1 at offset %2").arg(fromUtf8(r.description())).arg(qint64(r.offset));
         return false;
@@ -163,14 +161,29 @@ std::string escapeAttribute(const std::string &value, char quote)
     out.reserve(value.size());
     for (char c : value) {
         switch (c) {
-        case '&': out += "&amp;"; break;
-        case '<': out += "&lt;"; break;
-        case '"': out += quote == '"' ? "&quot;" : "\""; break;
-        case '\'': out += quote == '\'' ? "&apos;" : "'"; break;
-        case '\n': out += "&#10;"; break;
-        case '\r': out += "&#13;"; break;
-        case '\t': out += "&#9;"; break;
-        default: out += c;
+        case '&':
+            out += "&amp;";
+            break;
+        case '<':
+            out += "&lt;";
+            break;
+        case '"':
+            out += quote == '"' ? "&quot;" : "\"";
+            break;
+        case '\'':
+            out += quote == '\'' ? "&apos;" : "'";
+            break;
+        case '\n':
+            out += "&#10;";
+            break;
+        case '\r':
+            out += "&#13;";
+            break;
+        case '\t':
+            out += "&#9;";
+            break;
+        default:
+            out += c;
         }
     }
     return out;
@@ -184,7 +197,7 @@ bool isSpace(char c)
 // Finds the value of attribute `name` in the start tag that begins at `tagStart` ('<'), or the
 // place to insert it. Returns false when the tag cannot be read.
 bool locateAttribute(const std::string &text, size_t tagStart, const std::string &name, size_t &valueBegin,
-                     size_t &valueEnd, char &quote, size_t &insertAt)
+    size_t &valueEnd, char &quote, size_t &insertAt)
 {
     size_t i = tagStart + 1;
     while (i < text.size() && !isSpace(text[i]) && text[i] != '>' && text[i] != '/')
@@ -240,7 +253,8 @@ void syncFolder(const QString &path)
 
 Failure saveFailure(const QString &why)
 {
-    return Failure(75, QStringLiteral("Path/File access error: %1").arg(why), QStringLiteral("Brennvox10.XmlHelper"));
+    return Failure(
+        75, QStringLiteral("Path/File access error: %1").arg(why), QStringLiteral("Brennvox10.XmlHelper"));
 }
 
 } // namespace
@@ -320,7 +334,8 @@ void Node::setAttribute(const QString &name, const QString &value) const
     pugi::xml_node node = toNode(handle);
 
     if (d.path.isEmpty()) {
-        (node.attribute(n.c_str()) ? node.attribute(n.c_str()) : node.append_attribute(n.c_str())).set_value(v.c_str());
+        (node.attribute(n.c_str()) ? node.attribute(n.c_str()) : node.append_attribute(n.c_str()))
+            .set_value(v.c_str());
         return;
     }
 
@@ -345,11 +360,11 @@ void Node::setAttribute(const QString &name, const QString &value) const
     if (vb != std::string::npos) {
         const std::string escaped = escapeAttribute(v, quote);
         edited.replace(vb, ve - vb, escaped);
-        edit = {vb, ptrdiff_t(escaped.size()) - ptrdiff_t(ve - vb)};
+        edit = { vb, ptrdiff_t(escaped.size()) - ptrdiff_t(ve - vb) };
     } else {
         const std::string inserted = " " + n + "=\"" + escapeAttribute(v, '"') + "\"";
         edited.insert(insertAt, inserted);
-        edit = {insertAt, ptrdiff_t(inserted.size())};
+        edit = { insertAt, ptrdiff_t(inserted.size()) };
     }
 
     // What we expect: the document as loaded with just this attribute changed.
@@ -397,7 +412,10 @@ void Node::setAttribute(const QString &name, const QString &value) const
     d.edits.push_back(edit);
 }
 
-Document::Document() : d(std::make_shared<DocumentData>()) {}
+Document::Document()
+    : d(std::make_shared<DocumentData>())
+{
+}
 Document::~Document() = default;
 
 bool Document::load(const QString &path)

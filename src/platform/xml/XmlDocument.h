@@ -16,8 +16,7 @@ struct DocumentData;
 
 // A handle to an element or to the document itself; empty handles are safe to ask and answer
 // nothing.
-class Node
-{
+class Node {
 public:
     Node() = default;
     bool isNull() const;
@@ -39,8 +38,7 @@ private:
     void *handle = nullptr; // pugi::xml_node_struct*
 };
 
-class Document
-{
+class Document {
 public:
     Document();
     ~Document();
