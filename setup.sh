@@ -31,7 +31,16 @@ case "$what" in
   demo)
     exec "$build/examples/demo/brennvox10-demo" "$@" ;;
   test)
-    ctest --test-dir "$build" --output-on-failure "$@" ;;
+    ctest --test-dir "$build" --output-on-failure "$@"
+    # The same suites again under AddressSanitizer and UndefinedBehaviorSanitizer: a memory error
+    # that happens not to crash is still a failure. SANITIZE=0 skips this pass.
+    if [ "${SANITIZE:-1}" != 0 ]; then
+      san="-fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize-recover=undefined"
+      cmake -S . -B "$build-sanitize" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DBRENNVOX10_BUILD_BENCH=OFF \
+        -DCMAKE_CXX_FLAGS="$san" -DCMAKE_EXE_LINKER_FLAGS="$san" -DCMAKE_SHARED_LINKER_FLAGS="$san" >/dev/null
+      cmake --build "$build-sanitize"
+      ctest --test-dir "$build-sanitize" --output-on-failure "$@"
+    fi ;;
   bench)
     QT_QPA_PLATFORM=${QT_QPA_PLATFORM:-offscreen} exec "$build/bench/bench_loadlist" "$@" ;;
   *)

@@ -256,7 +256,9 @@ ListView::ListView(QWidget *parent)
 
 ListView::~ListView()
 {
-    // The view goes first, while the model it shows is still whole.
+    // The view goes first, while the model it shows is still whole; its viewport must not reach our
+    // filter while it is being torn down.
+    d->tree->viewport()->removeEventFilter(d.get());
     delete d->tree;
     d->tree = nullptr;
 }
