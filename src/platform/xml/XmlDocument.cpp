@@ -269,12 +269,10 @@ QString Node::name() const
     return isNull() ? QString() : fromUtf8(toNode(handle).name());
 }
 
-std::vector<Node> Node::childNodes() const
+std::vector<Node> Node::elementChildren(const std::shared_ptr<DocumentData> &doc, void *parent)
 {
     std::vector<Node> out;
-    if (isNull())
-        return out;
-    for (pugi::xml_node c = toNode(handle).first_child(); c; c = c.next_sibling()) {
+    for (pugi::xml_node c = toNode(parent).first_child(); c; c = c.next_sibling()) {
         if (c.type() != pugi::node_element)
             continue;
         Node n;
@@ -283,6 +281,11 @@ std::vector<Node> Node::childNodes() const
         out.push_back(n);
     }
     return out;
+}
+
+std::vector<Node> Node::childNodes() const
+{
+    return isNull() ? std::vector<Node>() : elementChildren(doc, handle);
 }
 
 Node Node::parentNode() const
@@ -452,16 +455,7 @@ QString Document::errorText() const
 
 std::vector<Node> Document::childNodes() const
 {
-    std::vector<Node> out;
-    for (pugi::xml_node c = d->doc.first_child(); c; c = c.next_sibling()) {
-        if (c.type() != pugi::node_element)
-            continue;
-        Node n;
-        n.doc = d;
-        n.handle = c.internal_object();
-        out.push_back(n);
-    }
-    return out;
+    return Node::elementChildren(d, d->doc.internal_object());
 }
 
 Node Document::firstChild() const

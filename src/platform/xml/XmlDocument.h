@@ -34,6 +34,7 @@ public:
 
 private:
     friend class Document;
+    static std::vector<Node> elementChildren(const std::shared_ptr<DocumentData> &doc, void *parent);
     std::shared_ptr<DocumentData> doc;
     void *handle = nullptr; // pugi::xml_node_struct*
 };
