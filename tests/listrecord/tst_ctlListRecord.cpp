@@ -149,6 +149,58 @@ private Q_SLOTS:
             QStringLiteral("<Filters><Filter fltName=\"x\"/></Filters>"));
     }
 
+    void tabEntries_data()
+    {
+        const QString year = Definition().tabs.section(QStringLiteral("/>"), 0, 0) + QStringLiteral("/>");
+        const QString month = Definition().tabs.section(QStringLiteral("/>"), 1, 1) + QStringLiteral("/>");
+        QTest::addColumn<QString>("tabs");
+        QTest::addColumn<bool>("connected");
+        QTest::addColumn<QStringList>("upper");
+        QTest::addColumn<QStringList>("lower");
+        QTest::addColumn<QList<qint32>>("numbers");
+        QTest::addColumn<int>("rows");
+        QTest::newRow("third entry ignored")
+            << year + month + year << true << QStringList { "'%'=Todos", "i2008=2008", "i2009=2009" }
+            << QStringList { "1=Todo el anio", "i3=Marzo", "i4=Abril" } << QList<qint32>() << 3;
+        // The lower strip has no entry: its empty query fails, it keeps only its first tab, and its
+        // empty condition makes the list query fail too.
+        QTest::newRow("one entry") << year << true << QStringList { "'%'=Todos", "i2008=2008", "i2009=2009" }
+                                   << QStringList { "=" }
+                                   << QList<qint32> { FailureNumber::CommandError,
+                                          FailureNumber::CommandError }
+                                   << 0;
+        QTest::newRow("no connection")
+            << year + month << false << QStringList { "'%'=Todos" } << QStringList { "1=Todo el anio" }
+            << QList<qint32> { FailureNumber::DatabaseError, FailureNumber::DatabaseError } << 0;
+    }
+
+    void tabEntries()
+    {
+        QFETCH(QString, tabs);
+        QFETCH(bool, connected);
+        QFETCH(QStringList, upper);
+        QFETCH(QStringList, lower);
+        QFETCH(QList<qint32>, numbers);
+        QFETCH(int, rows);
+        Definition def;
+        def.tabs = tabs;
+        auto c = makeList(def);
+        if (!connected) {
+            c->lrConnectionString(QString());
+            c->lrDataSource(QString());
+        }
+        reports->defaultAnswer = 1;
+        c->Showme();
+        QCOMPARE(tabTexts(*c, 0), upper);
+        QCOMPARE(tabTexts(*c, 1), lower);
+        // Skipping past a failed tab query leaves the loop over its rows on a closed recordset.
+        QList<qint32> reported = reports->numbers();
+        reported.removeAll(3704);
+        QCOMPARE(reported, numbers);
+        QCOMPARE(ui->messages, QStringList()); // without a data source the rows stay empty, silently
+        QCOMPARE(c->ActiveListView()->ListItems().Count(), rows);
+    }
+
     void firstColumnIsUnformatted_data()
     {
         QTest::addColumn<QString>("field");
