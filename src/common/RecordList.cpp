@@ -30,6 +30,12 @@ void requireOpen(const data::Recordset &rs)
     if (rs.State() == 0)
         throw Failure(3704, QStringLiteral("Operation is not allowed when the object is closed."));
 }
+
+void closeIfOpen(data::Recordset &rs)
+{
+    if (rs.State() != 0)
+        rs.Close();
+}
 } // namespace
 
 QString ConnectionSettings::compose() const
@@ -272,9 +278,7 @@ QString RecordList::listQuery() const
 void RecordList::LoadList()
 {
     guarded(m_control, [&](Guard &g) {
-        bool go = false;
-        g.step([&] { go = dataSourceChecks(); });
-        if (!go)
+        if (!checksPass(g))
             return;
         QString query;
         g.step([&] { query = listQuery(); });
@@ -353,8 +357,7 @@ template <class F> auto closingOnFailure(data::Recordset &rs, F &&body)
         try {
             body();
         } catch (...) {
-            if (rs.State() != 0)
-                rs.Close();
+            closeIfOpen(rs);
             throw;
         }
     };
@@ -366,6 +369,13 @@ QString rowQuery(const QString &source, const QString &keyField, const QString &
         + QStringLiteral(" = '") + rowKey + QStringLiteral("'");
 }
 } // namespace
+
+bool RecordList::checksPass(Guard &g)
+{
+    bool go = false;
+    g.step([&] { go = dataSourceChecks(); });
+    return go;
+}
 
 bool RecordList::openRow(Guard &g, data::Recordset &rs, const QString &rowKey)
 {
@@ -404,9 +414,7 @@ void RecordList::fillRow(Guard &g, data::Recordset &rs, const ListItem &item, bo
 void RecordList::addRow(const QString &rowKey)
 {
     guarded(m_control, [&](Guard &g) {
-        bool go = false;
-        g.step([&] { go = dataSourceChecks(); });
-        if (!go)
+        if (!checksPass(g))
             return;
         data::Recordset rs;
         if (!openRow(g, rs, rowKey))
@@ -423,19 +431,14 @@ void RecordList::addRow(const QString &rowKey)
         }));
         if (item)
             fillRow(g, rs, item, false);
-        g.step([&] {
-            if (rs.State() != 0)
-                rs.Close();
-        });
+        g.step([&] { closeIfOpen(rs); });
     });
 }
 
 void RecordList::updateRow(const QString &rowKey)
 {
     guarded(m_control, [&](Guard &g) {
-        bool go = false;
-        g.step([&] { go = dataSourceChecks(); });
-        if (!go)
+        if (!checksPass(g))
             return;
         ListItem item;
         g.step([&] { item = m_list.ListItems().Item(QStringLiteral("T") + rowKey); });
@@ -444,10 +447,7 @@ void RecordList::updateRow(const QString &rowKey)
             return;
         if (item)
             fillRow(g, rs, item, true);
-        g.step([&] {
-            if (rs.State() != 0)
-                rs.Close();
-        });
+        g.step([&] { closeIfOpen(rs); });
     });
 }
 

@@ -74,6 +74,8 @@ public:
 
 private:
     void loadTabs(int i);
+    // The data checks as one guarded step; false means stop.
+    bool checksPass(Guard &g);
     // Opens the single-row query; false when it returned no row (the recordset is then closed).
     bool openRow(Guard &g, data::Recordset &rs, const QString &rowKey);
     void fillRow(Guard &g, data::Recordset &rs, const ListItem &item, bool setText);
