@@ -3,22 +3,26 @@
 // commands only appear in the status bar here; a real host would open, delete or print the invoice
 // and then keep the list current with lrAddListItem, lrUpdateListItem or lrDelListItem.
 //
-//   brennvox10-demo [--db PATH] [--conf PATH] [--screenshot FILE]
+//   brennvox10-demo [--db PATH] [--conf PATH] [--screenshot FILE] [--filter-screenshots PREFIX]
 //
 // Without --db and --conf it opens the sample database and definition beside the executable.
 // --screenshot renders the window without a display, writes it as a PNG and exits; failures the
-// list reported meanwhile are printed and make the exit code non-zero.
+// list reported meanwhile are printed and make the exit code non-zero. --filter-screenshots also
+// clicks "Cambiar filtro" and writes each page of the filter dialog as PREFIX-1.png and PREFIX-2.png.
 
 #include <Brennvox10/Brennvox10.h>
 
+#include <QAbstractButton>
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFileInfo>
 #include <QMainWindow>
+#include <QMouseEvent>
 #include <QPixmap>
 #include <QStatusBar>
+#include <QTimer>
 #include <QTreeView>
 
 #include "Unattended.h"
@@ -32,7 +36,7 @@ namespace {
 bool wantsScreenshot(int argc, char **argv)
 {
     for (int i = 1; i < argc; ++i)
-        if (std::strcmp(argv[i], "--screenshot") == 0 || std::strncmp(argv[i], "--screenshot=", 13) == 0)
+        if (std::strncmp(argv[i], "--screenshot", 12) == 0 || std::strncmp(argv[i], "--filter-screenshots", 20) == 0)
             return true;
     return false;
 }
@@ -50,6 +54,42 @@ protected:
         return QObject::eventFilter(watched, event);
     }
 };
+
+// Clicks the list's "Cambiar filtro" as a user would and, while the modal dialog runs, saves each of
+// its pages and closes it with "Cerrar".
+bool filterScreenshots(Brennvox10::ctlListRecord *list, const QString &prefix)
+{
+    bool saved = true;
+    int pages = 0;
+    QTimer::singleShot(0, [&] {
+        Brennvox10::frmdlgFilter *dialog = Brennvox10::frmdlgFilter::loaded();
+        if (!dialog) {
+            std::fprintf(stderr, "brennvox10-demo: the filter dialog did not open\n");
+            saved = false;
+            return;
+        }
+        auto *strip = dialog->findChild<Brennvox10::TabStrip *>(QStringLiteral("TabStrip1"));
+        for (int page = 1; page <= 2; ++page) {
+            strip->selectTab(page);
+            QCoreApplication::processEvents();
+            const QString name = prefix + QStringLiteral("-%1.png").arg(page);
+            if (dialog->grab().save(name, "PNG"))
+                ++pages;
+            else
+                std::fprintf(stderr, "brennvox10-demo: cannot write %s\n", qPrintable(name));
+        }
+        dialog->findChild<QAbstractButton *>(QStringLiteral("CancelButton"))->click();
+    });
+    QWidget *label = list->findChild<QWidget *>(QStringLiteral("Label2"));
+    const QPointF at(label->width() / 2.0, label->height() / 2.0);
+    QMouseEvent press(QEvent::MouseButtonPress, at, label->mapToGlobal(at), Qt::LeftButton, Qt::LeftButton, {});
+    QMouseEvent release(QEvent::MouseButtonRelease, at, label->mapToGlobal(at), Qt::LeftButton, {}, {});
+    QCoreApplication::sendEvent(label, &press);
+    QCoreApplication::sendEvent(label, &release);
+    if (saved && pages == 2)
+        std::printf("%s-1.png, %s-2.png: the filter dialog\n", qPrintable(prefix), qPrintable(prefix));
+    return saved && pages == 2 && !Brennvox10::frmdlgFilter::loaded();
+}
 
 } // namespace
 
@@ -72,7 +112,10 @@ int main(int argc, char **argv)
         QStringLiteral("PATH"), QDir(here).filePath(QStringLiteral("lrfmt.conf")));
     QCommandLineOption shotOption(QStringLiteral("screenshot"),
         QStringLiteral("Render offscreen, save the window as PNG and exit."), QStringLiteral("FILE"));
-    parser.addOptions({ dbOption, confOption, shotOption });
+    QCommandLineOption filterShotOption(QStringLiteral("filter-screenshots"),
+        QStringLiteral("Also open the filter dialog and save each page as PREFIX-1.png, PREFIX-2.png."),
+        QStringLiteral("PREFIX"));
+    parser.addOptions({ dbOption, confOption, shotOption, filterShotOption });
     parser.process(app);
 
     if (screenshot) {
@@ -118,10 +161,15 @@ int main(int argc, char **argv)
         return app.exec();
 
     const QString file = parser.value(shotOption);
-    if (file.isEmpty()) {
+    const QString filterPrefix = parser.value(filterShotOption);
+    if (file.isEmpty() && filterPrefix.isEmpty()) {
         std::fprintf(stderr, "brennvox10-demo: --screenshot needs a file name\n");
         return 2;
     }
+    if (!filterPrefix.isEmpty() && !filterScreenshots(list, filterPrefix))
+        return 1;
+    if (file.isEmpty())
+        return unattended::problems == 0 ? 0 : 3;
     // The window is grabbed only once the list itself has been painted with its rows.
     PaintWatch watch;
     QWidget *viewport = list->ActiveListView()->treeView()->viewport();

@@ -36,6 +36,7 @@ constexpr qint32 ObjectNotSet = 91;
 constexpr qint32 InvalidUseOfNull = 94;
 constexpr qint32 ControlArrayElementMissing = 340;
 constexpr qint32 InvalidPropertyValue = 380;
+constexpr qint32 InvalidPropertyArrayIndex = 381;
 constexpr qint32 CannotCreateObject = 429;
 constexpr qint32 ItemNotFoundInCollection = 3265;
 constexpr qint32 ProviderNotFound = 3706;

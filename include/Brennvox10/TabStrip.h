@@ -64,8 +64,20 @@ public:
 
     QTabBar *tabBar() const;
 
+    // With a pane, the strip draws a framed page area below its tabs, as a tab dialog does; the
+    // client area is then that page's inside. Without one the client area is the strip below its
+    // tabs. Twips, in the coordinates of the strip's parent.
+    void setPaneVisible(bool visible);
+    float ClientLeft() const;
+    float ClientTop() const;
+    float ClientWidth() const;
+    float ClientHeight() const;
+
 Q_SIGNALS:
     void Click();
+
+protected:
+    void paintEvent(QPaintEvent *event) override;
 
 private:
     friend class TabStripPrivate;

@@ -2,7 +2,7 @@
 // Every node lookup and attribute access of a list definition goes through this helper, one instance
 // per thread. A missing node is an empty handle; using it where an element is needed is Failure 91.
 
-#include "platform/xml/XmlDocument.h"
+#include <Brennvox10/XmlDocument.h>
 
 #include <memory>
 #include <vector>

@@ -128,7 +128,7 @@ bool Guard::retry(const Failure &failure)
     qint32 number = failure.number();
     QString description = failure.description();
     QString source = failure.source();
-    QString controlText = m_control.objectName();
+    QString controlText = m_control ? m_control->objectName() : m_name;
     qint16 flag = 0;
     const qint16 answer = threadErrorReporter().ReportError(number, description, source, controlText, flag);
     if (answer == 0)

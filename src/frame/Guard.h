@@ -7,6 +7,7 @@
 #include <Brennvox10/Failure.h>
 
 #include <QObject>
+#include <QPointer>
 
 #include <exception>
 #include <utility>
@@ -26,7 +27,8 @@ Failure toFailure(const std::exception &e);
 class Guard {
 public:
     explicit Guard(const QObject &control)
-        : m_control(control)
+        : m_control(const_cast<QObject *>(&control))
+        , m_name(control.objectName())
     {
     }
 
@@ -54,7 +56,10 @@ private:
     // True to run the statement again, false to skip it; throws LeaveProcedure to leave.
     bool retry(const Failure &failure);
 
-    const QObject &m_control;
+    // A procedure may outlive its control (a handler that destroys it): reports then name it as it
+    // was named when the procedure began.
+    QPointer<QObject> m_control;
+    QString m_name;
 };
 
 // Runs a guarded procedure. Failures of its steps never reach the caller; a failure of the

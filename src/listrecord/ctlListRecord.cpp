@@ -83,6 +83,7 @@ ctlListRecordPrivate::ctlListRecordPrivate(ctlListRecord &q)
     , Label2(new ClickableLabel(QStringLiteral("Cambiar filtro"), Picture1, [this] { onFilterClick(); }))
     , ctlMenu1(new ctlMenu(&q))
     , list(q, *ListView1, *Label1, { strips[0], strips[1] })
+    , filterDialog(q, list.UserFilter, [this] { list.LoadList(); })
 {
     strips[0]->setObjectName(QStringLiteral("ctlTabStrip(0)"));
     strips[1]->setObjectName(QStringLiteral("ctlTabStrip(1)"));
@@ -242,7 +243,7 @@ void ctlListRecordPrivate::onLimitClick()
 
 void ctlListRecordPrivate::onFilterClick()
 {
-    // The filter dialog arrives with the filter control; until then there is nothing to open.
+    filterDialog.open(list.connection, list.FiltersXml);
 }
 
 ctlListRecord::ctlListRecord(QWidget *parent)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "common/RecordList.h"
+#include "filter/FilterDialog.h"
 
 #include <Brennvox10/ListView.h>
 #include <Brennvox10/TabStrip.h>
@@ -35,6 +36,7 @@ public:
     QLabel *Label2;
     ctlMenu *ctlMenu1;
     RecordList list;
+    FilterDialog filterDialog;
     float lastX = 0, lastY = 0;
 };
 

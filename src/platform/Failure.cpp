@@ -38,6 +38,9 @@ Failure failureFor(qint32 number, const QString &source)
     case InvalidPropertyValue:
         text = QStringLiteral("Invalid property value");
         break;
+    case InvalidPropertyArrayIndex:
+        text = QStringLiteral("Invalid property array index");
+        break;
     case CannotCreateObject:
         text = QStringLiteral("ActiveX component can't create object");
         break;

@@ -1,6 +1,11 @@
 #include <Brennvox10/Failure.h>
 #include <Brennvox10/TabStrip.h>
 
+#include "platform/widgets/Twips.h"
+
+#include <QPainter>
+#include <QStyle>
+#include <QStyleOptionTabWidgetFrame>
 #include <QTabBar>
 #include <QVBoxLayout>
 
@@ -30,6 +35,16 @@ public:
     Brennvox10::Tabs tabs;
     std::vector<std::unique_ptr<Tab>> items;
     bool quiet = false;
+    bool pane = false;
+
+    int barHeight() const { return bar->sizeHint().height(); }
+    int frameWidth() const { return pane ? q->style()->pixelMetric(QStyle::PM_DefaultFrameWidth, nullptr, q) : 0; }
+    // The page area's inside, in the strip's own pixels.
+    QRect client() const
+    {
+        const int f = frameWidth();
+        return QRect(f, barHeight() + f, std::max(0, q->width() - 2 * f), std::max(0, q->height() - barHeight() - 2 * f));
+    }
 };
 
 int Tabs::Count() const
@@ -134,6 +149,52 @@ void TabStrip::selectTab(int position)
 QTabBar *TabStrip::tabBar() const
 {
     return d->bar;
+}
+
+void TabStrip::setPaneVisible(bool visible)
+{
+    d->pane = visible;
+    d->bar->setDrawBase(!visible);
+    update();
+}
+
+// The strip's own twips rectangle plus the client's pixel offsets: what lies inside the strip is
+// only known in pixels, and the page must sit exactly where the frame is drawn.
+float TabStrip::ClientLeft() const
+{
+    return float(twipsGeometry(this).left()) + float(d->client().left()) * TwipsPerPixel;
+}
+
+float TabStrip::ClientTop() const
+{
+    return float(twipsGeometry(this).top()) + float(d->client().top()) * TwipsPerPixel;
+}
+
+float TabStrip::ClientWidth() const
+{
+    return float(d->client().width()) * TwipsPerPixel;
+}
+
+float TabStrip::ClientHeight() const
+{
+    return float(d->client().height()) * TwipsPerPixel;
+}
+
+void TabStrip::paintEvent(QPaintEvent *event)
+{
+    QWidget::paintEvent(event);
+    if (!d->pane)
+        return;
+    QStyleOptionTabWidgetFrame frame;
+    frame.initFrom(this);
+    const int overlap = style()->pixelMetric(QStyle::PM_TabBarBaseOverlap, nullptr, this);
+    frame.rect = QRect(0, d->barHeight() - overlap, width(), height() - d->barHeight() + overlap);
+    frame.shape = d->bar->shape();
+    frame.tabBarSize = d->bar->sizeHint();
+    frame.tabBarRect = QRect(QPoint(0, 0), d->bar->sizeHint());
+    frame.lineWidth = style()->pixelMetric(QStyle::PM_DefaultFrameWidth, nullptr, this);
+    QPainter painter(this);
+    style()->drawPrimitive(QStyle::PE_FrameTabWidget, &frame, &painter, this);
 }
 
 } // namespace Brennvox10

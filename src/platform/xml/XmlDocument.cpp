@@ -1,4 +1,4 @@
-#include "platform/xml/XmlDocument.h"
+#include <Brennvox10/XmlDocument.h>
 
 #include <Brennvox10/Failure.h>
 

@@ -1,7 +1,10 @@
 #pragma once
-// XML documents over pugixml, as the list definition needs them: load from a file or from text,
+// XML documents, as list definitions and filter entries need them: load from a file or from text,
 // walk element children, read the XML text of an element, and change one attribute in the file the
-// document came from without touching any other byte of it.
+// document came from without touching any other byte of it. A host hands a Node to
+// ctlFilter::Showme.
+
+#include <Brennvox10/brennvox10_export.h>
 
 #include <QString>
 #include <QStringList>
@@ -16,7 +19,7 @@ struct DocumentData;
 
 // A handle to an element or to the document itself; empty handles are safe to ask and answer
 // nothing.
-class Node {
+class BRENNVOX10_EXPORT Node {
 public:
     Node() = default;
     bool isNull() const;
@@ -39,7 +42,7 @@ private:
     void *handle = nullptr; // pugi::xml_node_struct*
 };
 
-class Document {
+class BRENNVOX10_EXPORT Document {
 public:
     Document();
     ~Document();
