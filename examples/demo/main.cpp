@@ -14,10 +14,12 @@
 
 #include <QAbstractButton>
 #include <QApplication>
+#include <QComboBox>
 #include <QCommandLineParser>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFileInfo>
+#include <QKeyEvent>
 #include <QMainWindow>
 #include <QMouseEvent>
 #include <QPixmap>
@@ -67,6 +69,14 @@ bool filterScreenshots(Brennvox10::ctlListRecord *list, const QString &prefix)
             std::fprintf(stderr, "brennvox10-demo: the filter dialog did not open\n");
             saved = false;
             return;
+        }
+        // Page 1 with both conditions on the first field, page 2 on the definition's date field.
+        dialog->findChild<QAbstractButton *>(QStringLiteral("Check2"))->click();
+        auto *field = dialog->findChild<QComboBox *>(QStringLiteral("Filtro2"));
+        const int dateField = field->findText(QStringLiteral("Fecha"));
+        while (dateField > field->currentIndex()) {
+            QKeyEvent down(QEvent::KeyPress, Qt::Key_Down, Qt::NoModifier);
+            QCoreApplication::sendEvent(field, &down);
         }
         auto *strip = dialog->findChild<Brennvox10::TabStrip *>(QStringLiteral("TabStrip1"));
         for (int page = 1; page <= 2; ++page) {

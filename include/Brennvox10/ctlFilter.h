@@ -39,7 +39,7 @@ public:
 
     // Lists the entries of pNode in both field lists (emptied first), chooses the first field on each
     // page, which may read its value list, and shows page 1. An empty node is a reported failure.
-    QVariant Showme(xml::Node &pNode);
+    QVariant Showme(const xml::Node &pNode);
 
 Q_SIGNALS:
     // "Aceptar": the checked conditions as one text, e.g. "Zona>'7'  and Ruta<>'2' ". A handler may

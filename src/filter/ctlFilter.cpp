@@ -219,6 +219,8 @@ void ctlFilterPrivate::buildPage(int index)
         p.op[k]->setObjectName(nameOf("Condicion", n + c));
         for (const char16_t *caption : OperatorCaptions)
             p.op[k]->addItem(QString::fromUtf16(caption));
+        // Nothing is chosen until Showme chooses "Igual".
+        p.op[k]->setCurrentIndex(-1);
         place(p.op[k], operators[k], ListHeight);
 
         QComboBox *box = new QComboBox(p.frame);
@@ -289,7 +291,7 @@ void ctlFilter::fltPassword(const QString &value)
     d->connection.password = value;
 }
 
-QVariant ctlFilter::Showme(xml::Node &pNode)
+QVariant ctlFilter::Showme(const xml::Node &pNode)
 {
     guarded(*this, [&](Guard &g) {
         Page &p1 = d->pages[0];

@@ -29,8 +29,12 @@ protected:
     void mouseReleaseEvent(QMouseEvent *e) override
     {
         QLabel::mouseReleaseEvent(e);
-        if (e->button() == Qt::LeftButton && rect().contains(e->position().toPoint()))
+        if (e->button() == Qt::LeftButton && rect().contains(e->position().toPoint())) {
+            // Accepted before the handler runs: a handler may destroy the label (the filter dialog's
+            // host may close the list), and an ignored event would then be offered to its parent.
+            e->accept();
             m_onClick();
+        }
     }
 
 private:

@@ -8,11 +8,14 @@
 #include <Brennvox10/Brennvox10.h>
 
 #include <QAbstractButton>
+#include <QComboBox>
 #include <QHeaderView>
 #include <QLabel>
 #include <QSignalSpy>
 #include <QTabBar>
 #include <QTemporaryDir>
+#include <QTimer>
+#include <QToolButton>
 #include <QTreeView>
 #include <QtTest>
 
@@ -498,17 +501,86 @@ private Q_SLOTS:
         QCOMPARE(ui->messages, QStringList());
     }
 
-    void userFilterJoinsTheConditions()
+    // The whole filter path as a user takes it: "Cambiar filtro", choices by keyboard in the modal
+    // dialog, then a button or the close box; the list reloads once after "Aceptar" only.
+    void filterDialogFromTheStatusStrip_data()
     {
-        auto c = makeList();
+        QTest::addColumn<QString>("action");
+        QTest::addColumn<QStringList>("queries"); // list queries after the dialog
+        QTest::addColumn<int>("rows");
+        const QString base = QStringLiteral("Select * from (select * from facturas)where  numero like '%' and  1 like 1");
+        QTest::newRow("Aceptar") << "OKButton"
+                                 << QStringList { base + QStringLiteral(" and (cliente<>'Eva'  and fecha<='2024-02-29' )") }
+                                 << 2;
+        QTest::newRow("Cerrar") << "CancelButton" << QStringList() << 3;
+        QTest::newRow("close box") << "close" << QStringList() << 3;
+        QTest::newRow("list closed meanwhile") << "destroy" << QStringList() << -1;
+        QTest::newRow("no connection string") << "none" << QStringList() << 3;
+    }
+
+    void filterDialogFromTheStatusStrip()
+    {
+        QFETCH(QString, action);
+        QFETCH(QStringList, queries);
+        QFETCH(int, rows);
+        Definition def;
+        def.filters = QStringLiteral(
+            "<Filters><F fltName=\"cliente\" fltType=\"1\" fltFieldtype=\"0\" "
+            "fltSQL=\"select cliente, numero from facturas order by cliente\"/>"
+            "<F fltName=\"fecha\" fltType=\"0\" fltFieldtype=\"1\"/></Filters>");
+        ctlListRecord *c = makeList(def).release();
+        QPointer<ctlListRecord> list(c);
         c->Showme();
+        if (action == QLatin1String("none"))
+            c->lrConnectionString(QString());
         sql.clear();
-        ctlListRecordTestAccess::list(*c).UserFilter = QStringLiteral("cliente = 'Eva'");
-        c->lrListRefresh();
-        QCOMPARE(listQueries(),
-            QStringList { "Select * from (select * from facturas)where  numero like '%' and  1 like 1 and "
-                          "(cliente = 'Eva')" });
-        QCOMPARE(rowTexts(*c->ActiveListView()).size(), 1);
+        QStringList seen;
+        QTimer::singleShot(0, this, [&] {
+            frmdlgFilter *form = frmdlgFilter::loaded();
+            if (!form || !form->isVisible() || !form->isModal())
+                return;
+            seen << form->windowTitle();
+            QWidget *f = form->ctlFilter1();
+            // Page 1: the client field, operator "Diferente", the second client Eva.
+            auto *field = f->findChild<QComboBox *>(QStringLiteral("Filtro1"));
+            QTest::keyClick(field, Qt::Key_Down);
+            QTest::keyClick(field, Qt::Key_Up);
+            for (int i = 0; i < 5; ++i)
+                QTest::keyClick(f->findChild<QComboBox *>(QStringLiteral("Condicion1")), Qt::Key_Down);
+            QTest::keyClick(f->findChild<QComboBox *>(QStringLiteral("cmb1")), Qt::Key_Down);
+            // Page 2: the date field, up to today.
+            auto *strip = f->findChild<TabStrip *>(QStringLiteral("TabStrip1"));
+            QTest::mouseClick(strip->tabBar(), Qt::LeftButton, {}, strip->tabBar()->tabRect(1).center());
+            QTest::keyClick(f->findChild<QComboBox *>(QStringLiteral("Filtro2")), Qt::Key_Down);
+            auto *op = f->findChild<QComboBox *>(QStringLiteral("Condicion3"));
+            QTest::keyClick(op, Qt::Key_Down);
+            QTest::keyClick(op, Qt::Key_Down);
+            seen << f->findChild<QComboBox *>(QStringLiteral("cmb1"))->currentText();
+            if (action == QLatin1String("close"))
+                form->close();
+            else if (action == QLatin1String("destroy"))
+                delete list.data();
+            else
+                QTest::mouseClick(f->findChild<QToolButton *>(action), Qt::LeftButton);
+        });
+        // A dialog that should not have opened must not hang the test.
+        QTimer::singleShot(2000, this, [] { frmdlgFilter::Unload(); });
+        QWidget *label = c->findChild<QWidget *>(QStringLiteral("Label2"));
+        QMouseEvent press(QEvent::MouseButtonPress, QPointF(5, 5), label->mapToGlobal(QPointF(5, 5)), Qt::LeftButton,
+            Qt::LeftButton, {});
+        QMouseEvent release(QEvent::MouseButtonRelease, QPointF(5, 5), label->mapToGlobal(QPointF(5, 5)),
+            Qt::LeftButton, {}, {});
+        QApplication::sendEvent(label, &press);
+        QApplication::sendEvent(label, &release);
+
+        QCOMPARE(seen, action == QLatin1String("none") ? QStringList() : (QStringList { "Filtro", "Eva||A-17" }));
+        QVERIFY(!frmdlgFilter::loaded());
+        QCOMPARE(reports->numbers(), QList<qint32>());
+        QCOMPARE(listQueries(), queries);
+        QCOMPARE(list.isNull(), rows < 0);
+        if (list)
+            QCOMPARE(rowTexts(*list->ActiveListView()).size(), rows);
+        delete list.data();
     }
 
     void defaultDefinitionPathIsUsedAndKept()
