@@ -2,15 +2,22 @@
 
 #include "platform/data/Recordset.h"
 
+#include <cstring>
+#include <limits>
+#include <new>
+
 namespace Brennvox10 {
+
+namespace {
+constexpr qsizetype BlockSize = 256 * 1024;
+}
 
 void ValueListModel::clear()
 {
     beginResetModel();
-    m_text.clear();
-    m_text.squeeze();
-    m_ends.clear();
-    m_ends.shrink_to_fit();
+    std::vector<MappedBlock>().swap(m_blocks);
+    m_used = 0;
+    std::vector<Item>().swap(m_items);
     m_published = 0;
     endResetModel();
 }
@@ -20,17 +27,29 @@ void ValueListModel::appendRow(data::Recordset &rs)
     // Both fields first: a missing one must leave no half item behind.
     data::Field &value = rs.Fields(0);
     data::Field &description = rs.Fields(1);
-    if (!value.isNull())
-        m_text.append(value.utf8());
-    m_text.append("||", 2);
-    if (!description.isNull())
-        m_text.append(description.utf8());
-    m_ends.push_back(m_text.size());
+    const QByteArrayView first = value.isNull() ? QByteArrayView() : value.utf8();
+    // The first view stays valid while the second is read: they are different columns of one row.
+    const QByteArrayView second = description.isNull() ? QByteArrayView() : description.utf8();
+    const qsizetype length = first.size() + 2 + second.size();
+    if (m_blocks.empty() || m_blocks.back().size() - m_used < length) {
+        if (m_blocks.size() >= std::numeric_limits<quint32>::max() || length > std::numeric_limits<quint32>::max())
+            throw std::bad_alloc();
+        m_blocks.emplace_back(std::max(BlockSize, length));
+        m_used = 0;
+    }
+    char *out = m_blocks.back().data() + m_used;
+    std::memcpy(out, first.data(), size_t(first.size()));
+    out += first.size();
+    *out++ = '|';
+    *out++ = '|';
+    std::memcpy(out, second.data(), size_t(second.size()));
+    m_used += length;
+    m_items.push_back({ quint32(m_blocks.size() - 1), quint32(m_used) });
 }
 
 void ValueListModel::publish()
 {
-    const int total = int(m_ends.size());
+    const int total = int(m_items.size());
     if (total == m_published)
         return;
     beginInsertRows(QModelIndex(), m_published, total - 1);
@@ -42,8 +61,9 @@ QString ValueListModel::text(int row) const
 {
     if (row < 0 || row >= m_published)
         return QString();
-    const qsizetype begin = row == 0 ? 0 : m_ends[size_t(row - 1)];
-    return QString::fromUtf8(m_text.constData() + begin, m_ends[size_t(row)] - begin);
+    const Item &item = m_items[size_t(row)];
+    const quint32 begin = row > 0 && m_items[size_t(row - 1)].chunk == item.chunk ? m_items[size_t(row - 1)].end : 0;
+    return QString::fromUtf8(m_blocks[item.chunk].data() + begin, item.end - begin);
 }
 
 int ValueListModel::rowCount(const QModelIndex &parent) const

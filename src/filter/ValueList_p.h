@@ -1,10 +1,11 @@
 #pragma once
 // The items of a page's value lists: one model that both value boxes of the page show. Items are
-// kept as the database's UTF-8 text in one buffer, made into QString only when a box asks, so a
-// list of a hundred thousand rows costs little more than its text.
+// kept as the database's UTF-8 text, made into QString only when a box asks, so a list of a hundred
+// thousand rows costs little more than its text.
+
+#include "platform/memory/MappedBlock.h"
 
 #include <QAbstractListModel>
-#include <QByteArray>
 
 #include <vector>
 
@@ -25,15 +26,22 @@ public:
     void appendRow(data::Recordset &rs);
     // Announces the rows appended since the last call, in one insertion.
     void publish();
-    int pending() const { return int(m_ends.size()) - m_published; }
+    int pending() const { return int(m_items.size()) - m_published; }
 
     QString text(int row) const;
     int rowCount(const QModelIndex &parent = QModelIndex()) const override;
     QVariant data(const QModelIndex &index, int role = Qt::DisplayRole) const override;
 
 private:
-    QByteArray m_text;
-    std::vector<qsizetype> m_ends; // end of each item in m_text
+    struct Item {
+        quint32 chunk;
+        quint32 end; // an item starts where the one before it in the same chunk ends
+    };
+    // Text goes into blocks that never move: a growing single buffer would copy the whole list
+    // again at every growth.
+    std::vector<MappedBlock> m_blocks;
+    qsizetype m_used = 0; // bytes used in the last block
+    std::vector<Item> m_items;
     int m_published = 0;
 };
 
