@@ -191,7 +191,7 @@ void ctlFilterPrivate::buildPage(int index)
 {
     Page &p = pages[size_t(index)];
     const PageDesign &at = Design[size_t(index)];
-    const int n = 2 * index + 1; // page 1 numbers its parts 1 and 2, page 2 numbers them 3 and 4
+    const int n = 2 * index + 1; // page 1's inputs are numbered 1 and 2, page 2's 3 and 4
 
     p.frame = new QFrame(&q);
     p.frame->setObjectName(nameOf("Frame", index + 1));
