@@ -3,7 +3,7 @@
 #include "common/Cells.h"
 #include "common/Conversions.h"
 #include "common/XmlHelper.h"
-#include "frame/Guard.h"
+#include "failure/Guard.h"
 #include "platform/data/Recordset.h"
 #include "platform/widgets/Twips.h"
 

@@ -1,6 +1,6 @@
 #include "filter/FilterDialog.h"
 
-#include "frame/Guard.h"
+#include "failure/Guard.h"
 
 #include <Brennvox10/Failure.h>
 #include <Brennvox10/XmlDocument.h>

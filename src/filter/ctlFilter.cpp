@@ -4,7 +4,7 @@
 #include "common/RecordList.h"
 #include "common/XmlHelper.h"
 #include "filter/ValueList_p.h"
-#include "frame/Guard.h"
+#include "failure/Guard.h"
 #include "platform/data/Recordset.h"
 #include "platform/widgets/DatePicker.h"
 #include "platform/widgets/Twips.h"

@@ -1,7 +1,7 @@
 #include "listrecord/ctlListRecord_p.h"
 
 #include "common/Conversions.h"
-#include "frame/Guard.h"
+#include "failure/Guard.h"
 #include "platform/widgets/Twips.h"
 
 #include <Brennvox10/Failure.h>

@@ -1,7 +1,7 @@
 // The failure convention: what a guarded procedure does with each answer of the reporter, and how
 // the reporter itself is found.
 
-#include "frame/Guard.h"
+#include "failure/Guard.h"
 #include "support/Scripted.h"
 
 #include <QObject>

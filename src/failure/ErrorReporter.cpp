@@ -1,4 +1,4 @@
-#include "frame/Guard.h"
+#include "failure/Guard.h"
 
 #include <QApplication>
 #include <QGuiApplication>
@@ -9,7 +9,7 @@
 
 #include <mutex>
 
-Q_LOGGING_CATEGORY(lcFrame, "brennvox.frame")
+Q_LOGGING_CATEGORY(lcFailure, "brennvox.failure")
 
 namespace Brennvox10 {
 
@@ -25,7 +25,7 @@ public:
         qint32 &number, QString &description, QString &source, QString &controlText, qint16 &) override
     {
         if (!canAsk()) {
-            qCWarning(lcFrame).noquote()
+            qCWarning(lcFailure).noquote()
                 << controlText << ": error" << number << description << "(" << source << ")";
             return 2;
         }
