@@ -1,14 +1,18 @@
-// brennvox10-demo: a host window around one record list of invoices. It shows what a host does:
-// set the connection and the definition file, call Showme, and answer the list's commands. The
-// commands only appear in the status bar here; a real host would open, delete or print the invoice
-// and then keep the list current with lrAddListItem, lrUpdateListItem or lrDelListItem.
+// brennvox10-demo: a host window with two lists over a sample database: invoices in a record list
+// (year and month tabs, one event per command) and clients in a single list (one event for every
+// command). It shows what a host does: set the connection and the definition file, call Showme, and
+// answer the commands. The commands only appear in the status bar here; a real host would open,
+// delete or print the invoice and then keep the list current with lrAddListItem, lrUpdateListItem
+// or lrDelListItem.
 //
-//   brennvox10-demo [--db PATH] [--conf PATH] [--screenshot FILE] [--filter-screenshots PREFIX]
+//   brennvox10-demo [--db PATH] [--conf PATH] [--clients-conf PATH] [--tab facturas|clientes]
+//                   [--screenshot FILE] [--filter-screenshots PREFIX]
 //
-// Without --db and --conf it opens the sample database and definition beside the executable.
-// --screenshot renders the window without a display, writes it as a PNG and exits; failures the
-// list reported meanwhile are printed and make the exit code non-zero. --filter-screenshots also
-// clicks "Cambiar filtro" and writes each page of the filter dialog as PREFIX-1.png and PREFIX-2.png.
+// Without --db and the definition options it opens the sample database and definitions beside the
+// executable. --screenshot renders the window without a display, writes it as a PNG and exits;
+// failures the lists reported meanwhile are printed and make the exit code non-zero.
+// --filter-screenshots also clicks the invoices' "Cambiar filtro" and writes each page of the
+// filter dialog as PREFIX-1.png and PREFIX-2.png.
 
 #include <Brennvox10/Brennvox10.h>
 
@@ -24,6 +28,7 @@
 #include <QMouseEvent>
 #include <QPixmap>
 #include <QStatusBar>
+#include <QTabWidget>
 #include <QTimer>
 #include <QTreeView>
 
@@ -38,7 +43,8 @@ namespace {
 bool wantsScreenshot(int argc, char **argv)
 {
     for (int i = 1; i < argc; ++i)
-        if (std::strncmp(argv[i], "--screenshot", 12) == 0 || std::strncmp(argv[i], "--filter-screenshots", 20) == 0)
+        if (std::strncmp(argv[i], "--screenshot", 12) == 0
+            || std::strncmp(argv[i], "--filter-screenshots", 20) == 0)
             return true;
     return false;
 }
@@ -92,7 +98,8 @@ bool filterScreenshots(Brennvox10::ctlListRecord *list, const QString &prefix)
     });
     QWidget *label = list->findChild<QWidget *>(QStringLiteral("Label2"));
     const QPointF at(label->width() / 2.0, label->height() / 2.0);
-    QMouseEvent press(QEvent::MouseButtonPress, at, label->mapToGlobal(at), Qt::LeftButton, Qt::LeftButton, {});
+    QMouseEvent press(
+        QEvent::MouseButtonPress, at, label->mapToGlobal(at), Qt::LeftButton, Qt::LeftButton, {});
     QMouseEvent release(QEvent::MouseButtonRelease, at, label->mapToGlobal(at), Qt::LeftButton, {}, {});
     QCoreApplication::sendEvent(label, &press);
     QCoreApplication::sendEvent(label, &release);
@@ -113,7 +120,7 @@ int main(int argc, char **argv)
     QApplication::setApplicationName(QStringLiteral("brennvox10-demo"));
 
     QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral("Record list of invoices over a SQLite database."));
+    parser.setApplicationDescription(QStringLiteral("Lists of invoices and clients over a SQLite database."));
     parser.addHelpOption();
     const QString here = QCoreApplication::applicationDirPath();
     QCommandLineOption dbOption(QStringLiteral("db"), QStringLiteral("SQLite database file."),
@@ -125,7 +132,12 @@ int main(int argc, char **argv)
     QCommandLineOption filterShotOption(QStringLiteral("filter-screenshots"),
         QStringLiteral("Also open the filter dialog and save each page as PREFIX-1.png, PREFIX-2.png."),
         QStringLiteral("PREFIX"));
-    parser.addOptions({ dbOption, confOption, shotOption, filterShotOption });
+    QCommandLineOption clientsOption(QStringLiteral("clients-conf"),
+        QStringLiteral("List definition file of the clients' list."), QStringLiteral("PATH"),
+        QDir(here).filePath(QStringLiteral("clientes.conf")));
+    QCommandLineOption tabOption(QStringLiteral("tab"),
+        QStringLiteral("The tab shown first: facturas or clientes."), QStringLiteral("NAME"));
+    parser.addOptions({ dbOption, confOption, clientsOption, tabOption, shotOption, filterShotOption });
     parser.process(app);
 
     if (screenshot) {
@@ -134,17 +146,19 @@ int main(int argc, char **argv)
 
     QMainWindow window;
     window.setWindowTitle(QStringLiteral("Brennvox10 demo"));
-    auto *list = new Brennvox10::ctlListRecord(&window);
-    list->setObjectName(QStringLiteral("ctlListRecord1"));
-    window.setCentralWidget(list);
+    auto *tabs = new QTabWidget(&window);
+    window.setCentralWidget(tabs);
     window.statusBar()->showMessage(QStringLiteral("Listo"));
 
-    // The list's design height, and wider than its design width so that nine columns stay readable;
-    // the window adds its status bar below. Column widths follow the width the list has at Showme.
+    // Invoices: a record list with year and month tabs and one event per command.
+    auto *list = new Brennvox10::ctlListRecord;
+    list->setObjectName(QStringLiteral("ctlListRecord1"));
+    tabs->addTab(list, QStringLiteral("Facturas"));
+    // The list's design height, and wider than its design width so that nine columns stay readable.
+    // Column widths follow the width the list has at Showme.
     Brennvox10::setTwipsSize(list, 12600, 5925);
-    window.resize(list->size().width(), list->size().height() + window.statusBar()->sizeHint().height());
 
-    auto report = [&window](const char *command) {
+    const auto report = [&window](const char *command) {
         return [&window, command](QString &pItem) {
             window.statusBar()->showMessage(QLatin1String(command) + QLatin1Char(' ') + pItem);
         };
@@ -160,12 +174,33 @@ int main(int argc, char **argv)
     });
     QObject::connect(list, &Brennvox10::ctlListRecord::cmdClose, &window, &QWidget::close);
 
-    list->lrConnectionString(QStringLiteral("Provider=SQLite;Data Source="));
-    list->lrDataSource(parser.value(dbOption));
-    list->lrConfigFileName(parser.value(confOption));
+    // Clients: a single list, every command through one event that carries its key.
+    auto *clients = new Brennvox10::ctlListSingle;
+    clients->setObjectName(QStringLiteral("ctlListSingle1"));
+    tabs->addTab(clients, QStringLiteral("Clientes"));
+    QObject::connect(
+        clients, &Brennvox10::ctlListSingle::cmdClick, &window, [&window](QString &key, QString &item) {
+            if (key == QLatin1String("Close"))
+                window.close();
+            else
+                window.statusBar()->showMessage(QStringLiteral("cmdClick ") + key + QLatin1Char(' ') + item);
+        });
 
+    for (Brennvox10::ListControl *control :
+        { static_cast<Brennvox10::ListControl *>(list), static_cast<Brennvox10::ListControl *>(clients) }) {
+        control->lrConnectionString(QStringLiteral("Provider=SQLite;Data Source="));
+        control->lrDataSource(parser.value(dbOption));
+    }
+    list->lrConfigFileName(parser.value(confOption));
+    clients->lrConfigFileName(parser.value(clientsOption));
+    if (parser.value(tabOption) == QLatin1String("clientes"))
+        tabs->setCurrentWidget(clients);
+
+    window.resize(
+        tabs->sizeHint().width(), tabs->sizeHint().height() + window.statusBar()->sizeHint().height());
     window.show();
     list->Showme();
+    clients->Showme();
 
     if (!screenshot)
         return app.exec();
@@ -182,7 +217,8 @@ int main(int argc, char **argv)
         return unattended::problems == 0 ? 0 : 3;
     // The window is grabbed only once the list itself has been painted with its rows.
     PaintWatch watch;
-    QWidget *viewport = list->ActiveListView()->treeView()->viewport();
+    auto *shown = tabs->currentWidget()->findChild<Brennvox10::ListView *>(QStringLiteral("ListView1"));
+    QWidget *viewport = shown->treeView()->viewport();
     viewport->installEventFilter(&watch);
     viewport->update();
     QElapsedTimer waited;
@@ -197,6 +233,6 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "brennvox10-demo: cannot write %s\n", qPrintable(file));
         return 1;
     }
-    std::printf("%s: %d rows shown\n", qPrintable(file), list->ActiveListView()->ListItems().Count());
+    std::printf("%s: %d rows shown\n", qPrintable(file), shown->ListItems().Count());
     return unattended::problems == 0 && watch.painted ? 0 : 3;
 }

@@ -35,8 +35,8 @@ struct BRENNVOX10_EXPORT CellValue {
     qint32 msecs = 0; // DateTime: milliseconds since midnight
     qint64 integer = 0; // Integer; Boolean (0 or 1); DateTime: Julian day
     double real = 0; // Real
-    QByteArrayView text; // Text, UTF-8
-    QByteArray ownText; // the bytes text views when the value owns them (fromString)
+    QByteArrayView text {}; // Text, UTF-8
+    QByteArray ownText {}; // the bytes text views when the value owns them (fromString)
 
     // The bytes stay the caller's: they must outlive the value.
     static CellValue fromText(QByteArrayView utf8, Style style = Style::Default);
@@ -63,7 +63,6 @@ public:
     float Width() const; // twips, exactly as given
     qint16 Alignment() const; // 0 left, 1 right, 2 centre
     qint16 Position() const; // 1-based display position
-    qint16 Index() const; // 1-based index in the collection
 
 private:
     friend class ListViewPrivate;
@@ -98,8 +97,9 @@ private:
     ListViewPrivate *d;
 };
 
-// A handle to one row: cheap to copy, null when it names no row. It stays valid until its row is
-// removed or the list is cleared.
+// A handle to one row: cheap to copy, null when it names no row. Once its row is removed or the
+// list cleared it names no row, even when a new row takes the same key: using it is then Failure
+// 35601, as a lookup of a missing key is.
 class BRENNVOX10_EXPORT ListItem {
 public:
     ListItem() = default;
@@ -120,13 +120,16 @@ public:
 private:
     friend class ListViewPrivate;
     friend class ListItems;
-    ListItem(ListViewPrivate *d, quint32 id)
+    ListItem(ListViewPrivate *d, quint32 id, quint32 generation)
         : d(d)
         , id(id)
+        , generation(generation)
     {
     }
     ListViewPrivate *d = nullptr;
     quint32 id = 0;
+    // Ids start again after a clear: the generation tells a new row from the one the handle named.
+    quint32 generation = 0;
 };
 
 class BRENNVOX10_EXPORT ListItems {
@@ -136,7 +139,6 @@ public:
     ListItem Item(int index) const;
     // Failure 35601 when no row has that key.
     ListItem Item(const QString &key) const;
-    bool contains(const QString &key) const;
     // Appends a row. A key that another row has is Failure 35602 and adds nothing. An empty key names
     // no row: such rows are reached by position only.
     ListItem Add(const QString &key, const QString &text);
@@ -144,8 +146,6 @@ public:
     // Failure 35601 when no row has that key.
     void Remove(const QString &key);
     void Clear();
-    // Room for this many rows, to spare reallocation during a bulk load.
-    void reserve(int rows);
 
 private:
     friend class ListView;

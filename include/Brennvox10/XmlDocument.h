@@ -27,7 +27,6 @@ public:
     // Element children, in document order (comments and whitespace are not nodes here).
     std::vector<Node> childNodes() const;
     Node parentNode() const;
-    Node firstChild() const;
     // The element with all its content, as XML text.
     QString xml() const;
     std::optional<QString> attribute(const QString &name) const;

@@ -31,7 +31,8 @@ public:
     ~ctlFilter() override;
 
     // The connection text for value lists is connection string + data source +
-    // ";Jet Oledb:database password=" + password; the user takes no part.
+    // ";Jet Oledb:database password=" + password. A user name takes no part; it is accepted for
+    // hosts that set one.
     void fltConnectionString(const QString &value);
     void fltDataSource(const QString &value);
     void fltUser(const QString &value);

@@ -9,17 +9,10 @@ namespace Brennvox10 {
 using data::Storage;
 using data::AdoType::Binary;
 
-namespace {
-[[noreturn]] void nullFailure()
-{
-    throw failureFor(FailureNumber::InvalidUseOfNull);
-}
-} // namespace
-
 CellValue cellFor(const data::Field &field, bool formatted)
 {
     if (field.isNull())
-        nullFailure();
+        throw failureFor(FailureNumber::InvalidUseOfNull);
     namespace T = data::AdoType;
     const int type = field.Type();
     switch (type) {
@@ -60,7 +53,8 @@ QByteArrayView itemKeyFor(const data::Field &field, QByteArray &buffer)
     const int type = field.Type();
     if (field.storage() == Storage::Text && type != data::AdoType::Date && type != data::AdoType::Currency
         && type != data::AdoType::Boolean && type != Binary) {
-        buffer.append(field.utf8().data(), field.utf8().size());
+        const QByteArrayView text = field.utf8();
+        buffer.append(text.data(), text.size());
     } else if (field.storage() == Storage::Integer
         && (type == data::AdoType::Integer || type == data::AdoType::BigInt || type == data::AdoType::SmallInt
             || type == data::AdoType::Text)) {

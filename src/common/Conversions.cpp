@@ -25,7 +25,7 @@ template <typename T> T toWhole(const QString &text, const QLocale &locale)
 {
     const double v = toNumber(text, locale);
     if (v < double(std::numeric_limits<T>::min()) || v > double(std::numeric_limits<T>::max()))
-        throw Failure(6, QStringLiteral("Overflow"));
+        throw failureFor(FailureNumber::Overflow);
     return T(v);
 }
 

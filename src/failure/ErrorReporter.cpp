@@ -1,7 +1,6 @@
 #include "failure/Guard.h"
+#include "platform/services/Services_p.h"
 
-#include <QApplication>
-#include <QGuiApplication>
 #include <QHash>
 #include <QLoggingCategory>
 #include <QMessageBox>
@@ -24,7 +23,7 @@ public:
     qint16 ReportError(
         qint32 &number, QString &description, QString &source, QString &controlText, qint16 &) override
     {
-        if (!canAsk()) {
+        if (!interactive()) {
             qCWarning(lcFailure).noquote()
                 << controlText << ": error" << number << description << "(" << source << ")";
             return 2;
@@ -44,15 +43,6 @@ public:
         if (box.clickedButton() == skip)
             return 1;
         return 2;
-    }
-
-private:
-    static bool canAsk()
-    {
-        if (!qobject_cast<QApplication *>(QCoreApplication::instance()))
-            return false;
-        const QString platform = QGuiApplication::platformName();
-        return platform != QLatin1String("offscreen") && platform != QLatin1String("minimal");
     }
 };
 
@@ -117,7 +107,7 @@ namespace detail {
 Failure toFailure(const std::exception &e)
 {
     if (dynamic_cast<const std::bad_alloc *>(&e))
-        return Failure(7, QStringLiteral("Out of memory"));
+        return failureFor(FailureNumber::OutOfMemory);
     return Failure(
         FailureNumber::DatabaseError, QString::fromLocal8Bit(e.what()), QStringLiteral("Brennvox10"));
 }

@@ -32,17 +32,21 @@ void ValueListModel::appendRow(data::Recordset &rs)
     const QByteArrayView second = description.isNull() ? QByteArrayView() : description.utf8();
     const qsizetype length = first.size() + 2 + second.size();
     if (m_blocks.empty() || m_blocks.back().size() - m_used < length) {
-        if (m_blocks.size() >= std::numeric_limits<quint32>::max() || length > std::numeric_limits<quint32>::max())
+        if (m_blocks.size() >= std::numeric_limits<quint32>::max()
+            || length > std::numeric_limits<quint32>::max())
             throw std::bad_alloc();
         m_blocks.emplace_back(std::max(BlockSize, length));
         m_used = 0;
     }
-    char *out = m_blocks.back().data() + m_used;
-    std::memcpy(out, first.data(), size_t(first.size()));
-    out += first.size();
-    *out++ = '|';
-    *out++ = '|';
-    std::memcpy(out, second.data(), size_t(second.size()));
+    // An empty view may have no data pointer at all, which memcpy must not be given.
+    const auto put = [](char *to, QByteArrayView from) {
+        if (!from.isEmpty())
+            std::memcpy(to, from.data(), size_t(from.size()));
+        return to + from.size();
+    };
+    char *out = put(m_blocks.back().data() + m_used, first);
+    out = put(out, QByteArrayView("||", 2));
+    put(out, second);
     m_used += length;
     m_items.push_back({ quint32(m_blocks.size() - 1), quint32(m_used) });
 }
@@ -62,7 +66,8 @@ QString ValueListModel::text(int row) const
     if (row < 0 || row >= m_published)
         return QString();
     const Item &item = m_items[size_t(row)];
-    const quint32 begin = row > 0 && m_items[size_t(row - 1)].chunk == item.chunk ? m_items[size_t(row - 1)].end : 0;
+    const quint32 begin
+        = row > 0 && m_items[size_t(row - 1)].chunk == item.chunk ? m_items[size_t(row - 1)].end : 0;
     return QString::fromUtf8(m_blocks[item.chunk].data() + begin, item.end - begin);
 }
 

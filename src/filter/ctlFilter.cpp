@@ -1,10 +1,11 @@
 #include <Brennvox10/ctlFilter.h>
 
+#include "common/ConnectionSettings.h"
 #include "common/Conversions.h"
-#include "common/RecordList.h"
+#include "common/Rows.h"
 #include "common/XmlHelper.h"
-#include "filter/ValueList_p.h"
 #include "failure/Guard.h"
+#include "filter/ValueList_p.h"
 #include "platform/data/Recordset.h"
 #include "platform/widgets/DatePicker.h"
 #include "platform/widgets/Twips.h"
@@ -235,7 +236,8 @@ void ctlFilterPrivate::buildPage(int index)
         if (auto *view = qobject_cast<QListView *>(box->view()))
             view->setUniformItemSizes(true);
         // An item is "value||description": its start is what matters, so show that.
-        QObject::connect(box, &QComboBox::currentIndexChanged, box, [box] { box->lineEdit()->setCursorPosition(0); });
+        QObject::connect(
+            box, &QComboBox::currentIndexChanged, box, [box] { box->lineEdit()->setCursorPosition(0); });
         place(box, values[k], ListHeight);
         p.value[k] = box;
 
@@ -281,10 +283,7 @@ void ctlFilter::fltDataSource(const QString &value)
     d->connection.dataSource = value;
 }
 
-void ctlFilter::fltUser(const QString &value)
-{
-    d->connection.user = value;
-}
+void ctlFilter::fltUser(const QString &) { }
 
 void ctlFilter::fltPassword(const QString &value)
 {
@@ -309,8 +308,9 @@ QVariant ctlFilter::Showme(const xml::Node &pNode)
         for (const xml::Node &entry : entries) {
             g.step([&] { def.fltName = helper.GetAttribute(entry, QStringLiteral("fltName")); });
             g.step([&] { def.fltType = toInteger(helper.GetAttribute(entry, QStringLiteral("fltType"))); });
-            g.step(
-                [&] { def.fltFieldtype = toInteger(helper.GetAttribute(entry, QStringLiteral("fltFieldtype"))); });
+            g.step([&] {
+                def.fltFieldtype = toInteger(helper.GetAttribute(entry, QStringLiteral("fltFieldtype")));
+            });
             g.step([&] { def.fltSQL = helper.GetAttribute(entry, QStringLiteral("fltSQL")); });
             for (Page *p : { &p1, &p2 }) {
                 // Adding must not choose: a choice runs the field's handling.
@@ -406,40 +406,45 @@ void ctlFilterPrivate::onFieldChosen(int index)
     });
 }
 
+namespace {
+// Shows a condition pair (value boxes or date pickers); the second is enabled only while its check
+// box is checked.
+template <class W> void showPair(Guard &g, const Page &p, const std::array<W *, 2> &pair)
+{
+    g.step([&] { pair[0]->show(); });
+    g.step([&] { pair[0]->setEnabled(true); });
+    g.step([&] { pair[1]->show(); });
+    g.step([&] {
+        if (p.check[1]->checkState() != Qt::Unchecked)
+            pair[1]->setEnabled(true);
+    });
+}
+
+template <class W> void hidePair(Guard &g, const std::array<W *, 2> &pair)
+{
+    for (W *w : pair) {
+        g.step([&] { w->hide(); });
+        g.step([&] { w->setEnabled(false); });
+    }
+}
+} // namespace
+
 void ctlFilterPrivate::chooseDateField(Guard &g, Page &p)
 {
-    for (QComboBox *box : p.value) {
-        g.step([&] { box->hide(); });
-        g.step([&] { box->setEnabled(false); });
-    }
+    hidePair(g, p.value);
     for (size_t c = 0; c < 2; ++c) {
         g.step([&] { twips::setTop(p.date[c], PickerTop[c]); });
         g.step([&] { twips::setLeft(p.date[c], PickerLeft); });
     }
-    g.step([&] { p.date[0]->show(); });
-    g.step([&] { p.date[0]->setEnabled(true); });
-    g.step([&] { p.date[1]->show(); });
-    g.step([&] {
-        if (p.check[1]->checkState() != Qt::Unchecked)
-            p.date[1]->setEnabled(true);
-    });
+    showPair(g, p, p.date);
     for (DatePicker *picker : p.date)
         g.step([&] { picker->setDate(services().today()); });
 }
 
 void ctlFilterPrivate::chooseFreeField(Guard &g, Page &p)
 {
-    g.step([&] { p.value[0]->show(); });
-    g.step([&] { p.value[0]->setEnabled(true); });
-    g.step([&] { p.value[1]->show(); });
-    g.step([&] {
-        if (p.check[1]->checkState() != Qt::Unchecked)
-            p.value[1]->setEnabled(true);
-    });
-    for (DatePicker *picker : p.date) {
-        g.step([&] { picker->hide(); });
-        g.step([&] { picker->setEnabled(false); });
-    }
+    showPair(g, p, p.value);
+    hidePair(g, p.date);
 }
 
 void ctlFilterPrivate::chooseListField(Guard &g, Page &p, const FilterDefinition &def)
@@ -456,16 +461,7 @@ void ctlFilterPrivate::chooseListField(Guard &g, Page &p, const FilterDefinition
             ValueListModel *m;
             ~Publish() { m->publish(); }
         } publish { p.values };
-        for (;;) {
-            bool more = false;
-            if (!g.step([&] {
-                    if (rs.State() == 0)
-                        throw Failure(3704, QStringLiteral("Operation is not allowed when the object is closed."));
-                    more = !rs.Eof();
-                }))
-                break;
-            if (!more)
-                break;
+        forEachRow(g, rs, [&] {
             // An item whose text cannot be made is reported once for each box, as each box asks.
             const int before = p.values->pending();
             g.step([&] { p.values->appendRow(rs); });
@@ -473,8 +469,8 @@ void ctlFilterPrivate::chooseListField(Guard &g, Page &p, const FilterDefinition
                 if (p.values->pending() == before)
                     p.values->appendRow(rs);
             });
-            g.step([&] { rs.MoveNext(); });
-        }
+            return true;
+        });
     }
     g.step([&] { rs.Close(); });
     chooseFreeField(g, p);
@@ -545,22 +541,18 @@ void ctlFilterPrivate::onOK()
         const QString secondEnding = QStringLiteral("'");
         const QString And = QStringLiteral(" and ");
         QString text;
-        const auto checked = [](const QCheckBox *box) { return box->checkState() != Qt::Unchecked; };
-        const Page &p1 = pages[0];
-        const Page &p2 = pages[1];
-        if (checked(p1.check[0])) {
-            g.step([&] { text = condition(p1, 0, firstEnding); });
-            if (checked(p1.check[1]))
-                g.step([&] { text += And + condition(p1, 1, secondEnding); });
-        }
-        if (checked(p2.check[0])) {
+        // A page's second condition counts only with its first; a condition that fails is left out
+        // of the text, the text so far stays.
+        for (const Page &p : pages) {
+            if (p.check[0]->checkState() == Qt::Unchecked)
+                continue;
             g.step([&] {
                 if (!text.isEmpty())
                     text += And;
             });
-            g.step([&] { text += condition(p2, 0, firstEnding); });
-            if (checked(p2.check[1]))
-                g.step([&] { text += And + condition(p2, 1, secondEnding); });
+            g.step([&] { text += condition(p, 0, firstEnding); });
+            if (p.check[1]->checkState() != Qt::Unchecked)
+                g.step([&] { text += And + condition(p, 1, secondEnding); });
         }
         // The host usually destroys this control in its handler: from here on nothing of it is
         // touched.

@@ -18,53 +18,39 @@ const char *Failure::what() const noexcept
 Failure failureFor(qint32 number, const QString &source)
 {
     using namespace FailureNumber;
-    QString text;
-    switch (number) {
-    case SubscriptOutOfRange:
-        text = QStringLiteral("Subscript out of range");
-        break;
-    case TypeMismatch:
-        text = QStringLiteral("Type mismatch");
-        break;
-    case ObjectNotSet:
-        text = QStringLiteral("Object variable or With block variable not set");
-        break;
-    case InvalidUseOfNull:
-        text = QStringLiteral("Invalid use of Null");
-        break;
-    case ControlArrayElementMissing:
-        text = QStringLiteral("Control array element doesn't exist");
-        break;
-    case InvalidPropertyValue:
-        text = QStringLiteral("Invalid property value");
-        break;
-    case InvalidPropertyArrayIndex:
-        text = QStringLiteral("Invalid property array index");
-        break;
-    case CannotCreateObject:
-        text = QStringLiteral("ActiveX component can't create object");
-        break;
-    case ItemNotFoundInCollection:
-        text = QStringLiteral(
-            "Item cannot be found in the collection corresponding to the requested name or ordinal.");
-        break;
-    case ProviderNotFound:
-        text = QStringLiteral("Provider cannot be found. It may not be properly installed.");
-        break;
-    case IndexOutOfBounds:
-        text = QStringLiteral("Index out of bounds");
-        break;
-    case ElementNotFound:
-        text = QStringLiteral("Element not found");
-        break;
-    case KeyNotUnique:
-        text = QStringLiteral("Key is not unique in collection");
-        break;
-    default:
-        text = QStringLiteral("Application-defined or object-defined error");
-        break;
+    static constexpr struct {
+        qint32 number;
+        const char *text;
+    } known[] = {
+        { Overflow, "Overflow" },
+        { OutOfMemory, "Out of memory" },
+        { SubscriptOutOfRange, "Subscript out of range" },
+        { TypeMismatch, "Type mismatch" },
+        { PathFileAccessError, "Path/File access error" },
+        { ObjectNotSet, "Object variable or With block variable not set" },
+        { InvalidUseOfNull, "Invalid use of Null" },
+        { ControlArrayElementMissing, "Control array element doesn't exist" },
+        { InvalidPropertyValue, "Invalid property value" },
+        { InvalidPropertyArrayIndex, "Invalid property array index" },
+        { CannotCreateObject, "ActiveX component can't create object" },
+        { NoCurrentRecord,
+            "Either BOF or EOF is True, or the current record has been deleted. Requested operation "
+            "requires a current record." },
+        { ItemNotFoundInCollection,
+            "Item cannot be found in the collection corresponding to the requested name or ordinal." },
+        { ObjectClosed, "Operation is not allowed when the object is closed." },
+        { ObjectOpen, "Operation is not allowed when the object is open." },
+        { ProviderNotFound, "Provider cannot be found. It may not be properly installed." },
+        { IndexOutOfBounds, "Index out of bounds" },
+        { ElementNotFound, "Element not found" },
+        { KeyNotUnique, "Key is not unique in collection" },
+    };
+    const char *text = "Application-defined or object-defined error";
+    for (const auto &k : known) {
+        if (k.number == number)
+            text = k.text;
     }
-    return Failure(number, text, source);
+    return Failure(number, QString::fromLatin1(text), source);
 }
 
 } // namespace Brennvox10

@@ -1,7 +1,6 @@
 // The filter editor as a user drives it: entries from a real XML node, value lists from a real
 // SQLite file, choices made through the widgets, and the text that "Aceptar" hands over.
 
-#include "support/FailureOf.h"
 #include "support/Fixtures.h"
 #include "support/Scripted.h"
 
@@ -25,13 +24,15 @@ enum Field { Zona, Ruta, Fecha, Cliente, Otro, SinLista, Vacia, Corta, Mala };
 
 const QString Entries = QStringLiteral(
     "<Filters>"
-    "<Filter fltName=\"Zona\" fltType=\"1\" fltFieldtype=\"0\" fltSQL=\"select id, nombre from zonas order by id\"/>"
+    "<Filter fltName=\"Zona\" fltType=\"1\" fltFieldtype=\"0\" fltSQL=\"select id, nombre from zonas order "
+    "by id\"/>"
     "<Filter fltName=\"Ruta\" fltType=\"1\" fltFieldtype=\"0\" fltSQL=\"select id, nombre from rutas\"/>"
     "<Filter fltName=\"Fecha\" fltType=\"0\" fltFieldtype=\"1\" fltSQL=\"\"/>"
     "<Filter fltName=\"Cliente\" fltType=\"0\" fltFieldtype=\"0\"/>"
     "<x fltName=\"Otro\" fltType=\"2\" fltFieldtype=\"1\" fltSQL=\"select 1, 2\"/>"
     "<Filter fltName=\"SinLista\" fltType=\"1\" fltFieldtype=\"0\" fltSQL=\"\"/>"
-    "<Filter fltName=\"Vacia\" fltType=\"1\" fltFieldtype=\"0\" fltSQL=\"select id, nombre from rutas where 0\"/>"
+    "<Filter fltName=\"Vacia\" fltType=\"1\" fltFieldtype=\"0\" fltSQL=\"select id, nombre from rutas where "
+    "0\"/>"
     "<Filter fltName=\"Corta\" fltType=\"1\" fltFieldtype=\"0\" fltSQL=\"select nombre from rutas\"/>"
     "<Filter fltName=\"Mala\" fltType=\"1\" fltFieldtype=\"0\" fltSQL=\"select * from nada\"/>"
     "</Filters>");
@@ -120,7 +121,8 @@ private Q_SLOTS:
         dbPath = dir.filePath(QStringLiteral("filtros.db"));
         makeDatabase(dbPath,
             { QStringLiteral("create table zonas (id INTEGER, nombre TEXT)"),
-                QStringLiteral("insert into zonas values (7, 'North'), (9, 'South'), (12, 'Central'), (13, null)"),
+                QStringLiteral(
+                    "insert into zonas values (7, 'North'), (9, 'South'), (12, 'Central'), (13, null)"),
                 QStringLiteral("create table rutas (id INTEGER, nombre TEXT)"),
                 QStringLiteral("insert into rutas values (2, 'West'), (9, 'East')") });
     }
@@ -138,7 +140,8 @@ private Q_SLOTS:
         for (const char *name : { "Filtro1", "Filtro2" }) {
             auto *list = part<QComboBox>(f.get(), QLatin1String(name));
             QCOMPARE(items(list),
-                (QStringList { "Zona", "Ruta", "Fecha", "Cliente", "Otro", "SinLista", "Vacia", "Corta", "Mala" }));
+                (QStringList {
+                    "Zona", "Ruta", "Fecha", "Cliente", "Otro", "SinLista", "Vacia", "Corta", "Mala" }));
             QCOMPARE(list->itemData(Fecha).toInt(), 1);
             QCOMPARE(list->itemData(Otro).toInt(), 1);
             QCOMPARE(list->itemData(Zona).toInt(), 0);
@@ -146,13 +149,16 @@ private Q_SLOTS:
         }
         // The first field's value list is read on both pages; second conditions start disabled.
         QCOMPARE(pageState(f.get(), 1),
-            QStringLiteral("cmb1 VE '7||North' [7||North,9||South,12||Central,13||]; dt1 hd 2000-01-01 32550585; op1 E 0; "
-                           "cmb2 Vd '7||North' [7||North,9||South,12||Central,13||]; dt2 hd 2000-01-01 32700915; op2 d 0"));
+            QStringLiteral("cmb1 VE '7||North' [7||North,9||South,12||Central,13||]; dt1 hd 2000-01-01 "
+                           "32550585; op1 E 0; "
+                           "cmb2 Vd '7||North' [7||North,9||South,12||Central,13||]; dt2 hd 2000-01-01 "
+                           "32700915; op2 d 0"));
         auto *strip = part<TabStrip>(f.get(), QStringLiteral("TabStrip1"));
         auto *page1 = part<QFrame>(f.get(), QStringLiteral("Frame1"));
         auto *page2 = part<QFrame>(f.get(), QStringLiteral("Frame2"));
         QVERIFY(page1->isVisibleTo(f.get()) && !page2->isVisibleTo(f.get()));
-        const QRectF client(strip->ClientLeft(), strip->ClientTop(), strip->ClientWidth(), strip->ClientHeight());
+        const QRectF client(
+            strip->ClientLeft(), strip->ClientTop(), strip->ClientWidth(), strip->ClientHeight());
         QCOMPARE(twipsGeometry(page1), client);
 
         // Page 2 takes the same place, page 1 keeps its inputs while hidden.
@@ -182,18 +188,22 @@ private Q_SLOTS:
                "cmb2 Vd '2||West' [2||West,9||East]; dt2 hd 2000-01-01 32700915; op2 d 0";
         QTest::newRow("date field shows pickers with today")
             << 1 << int(Fecha) << false
-            << "cmb1 hd '7||North' [7||North,9||South,12||Central,13||]; dt1 VE 2024-02-29 32400600; op1 E 0; "
+            << "cmb1 hd '7||North' [7||North,9||South,12||Central,13||]; dt1 VE 2024-02-29 32400600; op1 E "
+               "0; "
                "cmb2 hd '7||North' [7||North,9||South,12||Central,13||]; dt2 Vd 2024-02-29 32400900; op2 d 0";
         QTest::newRow("date field, second condition on")
             << 2 << int(Fecha) << true
-            << "cmb3 hd '7||North' [7||North,9||South,12||Central,13||]; dt3 VE 2024-02-29 32400600; op3 E 0; "
+            << "cmb3 hd '7||North' [7||North,9||South,12||Central,13||]; dt3 VE 2024-02-29 32400600; op3 E "
+               "0; "
                "cmb4 hd '7||North' [7||North,9||South,12||Central,13||]; dt4 VE 2024-02-29 32400900; op4 E 0";
         QTest::newRow("query without rows empties both")
             << 2 << int(Vacia) << false
-            << "cmb3 VE '' []; dt3 hd 2000-01-01 32250615; op3 E 0; cmb4 Vd '' []; dt4 hd 2000-01-01 32400945; op4 d 0";
+            << "cmb3 VE '' []; dt3 hd 2000-01-01 32250615; op3 E 0; cmb4 Vd '' []; dt4 hd 2000-01-01 "
+               "32400945; op4 d 0";
         QTest::newRow("free value keeps the lists") << 1 << int(Cliente) << false << QString();
         QTest::newRow("type 2 changes nothing") << 1 << int(Otro) << false << QString();
-        QTest::newRow("value list without a query changes nothing") << 2 << int(SinLista) << false << QString();
+        QTest::newRow("value list without a query changes nothing")
+            << 2 << int(SinLista) << false << QString();
     }
 
     void fieldChoice()
@@ -204,7 +214,8 @@ private Q_SLOTS:
         QFETCH(QString, expected);
         auto f = makeFilter();
         if (secondChecked)
-            QTest::mouseClick(part<QCheckBox>(f.get(), QStringLiteral("Check%1").arg(2 * page)), Qt::LeftButton);
+            QTest::mouseClick(
+                part<QCheckBox>(f.get(), QStringLiteral("Check%1").arg(2 * page)), Qt::LeftButton);
         const QString before = pageState(f.get(), page);
         const QString other = pageState(f.get(), 3 - page);
         chooseField(*f, page, field);
@@ -240,7 +251,8 @@ private Q_SLOTS:
         QCOMPARE(state(), checked);
         // Unchecking disables all three and moves nothing.
         QString unchecked = checked;
-        unchecked.replace(QLatin1String("VE"), QLatin1String("Vd")).replace(QLatin1String(" E"), QLatin1String(" d"));
+        unchecked.replace(QLatin1String("VE"), QLatin1String("Vd"))
+            .replace(QLatin1String(" E"), QLatin1String(" d"));
         QTest::mouseClick(check, Qt::LeftButton);
         QCOMPARE(state(), unchecked);
         QCOMPARE(reports->numbers(), QList<qint32>());
@@ -265,9 +277,9 @@ private Q_SLOTS:
         QTest::newRow("defaults: both first conditions")
             << int(Zona) << int(Zona) << QList<int> { 0, 0, 0, 0 } << QList<int> { 2, 0, 1, 0 } << none
             << QList<bool> { false, false } << "Zona='12'  and Zona='9' ";
-        QTest::newRow("all four")
-            << int(Zona) << int(Ruta) << QList<int> { 1, 2, 3, 4 } << QList<int> { 0, 1, 0, 1 } << none
-            << QList<bool> { true, true } << "Zona<'7'  and Zona<='9' and Ruta>'2'  and Ruta>='9'";
+        QTest::newRow("all four") << int(Zona) << int(Ruta) << QList<int> { 1, 2, 3, 4 }
+                                  << QList<int> { 0, 1, 0, 1 } << none << QList<bool> { true, true }
+                                  << "Zona<'7'  and Zona<='9' and Ruta>'2'  and Ruta>='9'";
         QTest::newRow("typed values: separators, quote, nothing")
             << int(Cliente) << int(Cliente) << QList<int> { 0, 5, 0, 0 } << QList<int> { -1, -1, -1, -1 }
             << QStringList { "1||a||b", "O'Brien", "", "" } << QList<bool> { true, false }
@@ -295,7 +307,8 @@ private Q_SLOTS:
         chooseField(*f, 2, field2);
         for (int page = 1; page <= 2; ++page) {
             if (second[page - 1])
-                QTest::mouseClick(part<QCheckBox>(f.get(), QStringLiteral("Check%1").arg(2 * page)), Qt::LeftButton);
+                QTest::mouseClick(
+                    part<QCheckBox>(f.get(), QStringLiteral("Check%1").arg(2 * page)), Qt::LeftButton);
         }
         for (int c = 1; c <= 4; ++c) {
             part<QComboBox>(f.get(), QStringLiteral("Condicion%1").arg(c))->setCurrentIndex(operators[c - 1]);
@@ -364,10 +377,11 @@ private Q_SLOTS:
             << Entries << int(Mala) << QList<qint16> { 2 } << QList<qint32> { FailureNumber::CommandError }
             << "7||North,9||South,12||Central,13||";
         QTest::newRow("one column: each row fails once per box")
-            << Entries << int(Corta) << QList<qint16> { 1, 1, 1, 1 } << QList<qint32> { 3265, 3265, 3265, 3265 }
-            << "";
+            << Entries << int(Corta) << QList<qint16> { 1, 1, 1, 1 }
+            << QList<qint32> { 3265, 3265, 3265, 3265 } << "";
         QTest::newRow("type not a number: listed with the previous value")
-            << "<F><a fltName=\"A\" fltType=\"1\" fltFieldtype=\"0\"/><b fltName=\"B\" fltType=\"x\" fltFieldtype=\"1\"/></F>"
+            << "<F><a fltName=\"A\" fltType=\"1\" fltFieldtype=\"0\"/><b fltName=\"B\" fltType=\"x\" "
+               "fltFieldtype=\"1\"/></F>"
             << -1 << QList<qint16> { 1 } << QList<qint32> { FailureNumber::TypeMismatch } << "";
     }
 

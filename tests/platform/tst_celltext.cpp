@@ -37,8 +37,7 @@ class tst_CellText : public QObject {
 private Q_SLOTS:
     void text_data();
     void text();
-    void defaultLocaleIsUsed();
-    void ownedTextOutlivesItsSource();
+    void defaultLocaleAndOwnedText();
 };
 
 void tst_CellText::text_data()
@@ -131,31 +130,24 @@ void tst_CellText::text()
     QCOMPARE(cellText(cell, QLocale(locale)), expected);
 }
 
-void tst_CellText::defaultLocaleIsUsed()
+void tst_CellText::defaultLocaleAndOwnedText()
 {
+    // Without a locale the default one decides; a value made from a QString keeps its own bytes
+    // through copies, after its source and the original are gone.
     const QLocale saved;
-    QLocale::setDefault(QLocale(QStringLiteral("es_ES")));
-    const QString spanish = cellText(CellValue::fromReal(1234.5, Style::Money));
-    QLocale::setDefault(QLocale(QStringLiteral("en_US")));
-    const QString english = cellText(CellValue::fromReal(1234.5, Style::Money));
-    QLocale::setDefault(saved);
-    QCOMPARE(spanish, QStringLiteral("1.234,50"));
-    QCOMPARE(english, QStringLiteral("1,234.50"));
-}
-
-void tst_CellText::ownedTextOutlivesItsSource()
-{
     CellValue copy;
     {
-        CellValue original;
-        {
-            const QString source = QStringLiteral("Señal %1").arg(42);
-            original = CellValue::fromString(source);
-        }
+        CellValue original = CellValue::fromString(QStringLiteral("Señal %1").arg(42));
         copy = original;
         original = CellValue::fromString(QStringLiteral("otro texto más largo que el primero"));
     }
-    QCOMPARE(cellText(copy, QLocale(QStringLiteral("es_ES"))), QStringLiteral("Señal 42"));
+    QStringList texts;
+    for (const char *name : { "es_ES", "en_US" }) {
+        QLocale::setDefault(QLocale(QString::fromLatin1(name)));
+        texts << cellText(CellValue::fromReal(1234.5, Style::Money)) << cellText(copy);
+    }
+    QLocale::setDefault(saved);
+    QCOMPARE(texts, (QStringList { "1.234,50", "Señal 42", "1,234.50", "Señal 42" }));
 }
 
 QTEST_GUILESS_MAIN(tst_CellText)

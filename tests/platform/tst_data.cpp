@@ -1,5 +1,6 @@
 #include "platform/data/Cursor_p.h"
 #include "platform/data/Recordset.h"
+#include "support/FailureOf.h"
 #include "support/Fixtures.h"
 
 #include <QTemporaryDir>
@@ -12,17 +13,6 @@ static QString connectionTo(const QString &path)
 {
     return QStringLiteral("Provider=SQLite;Data Source=") + path
         + QStringLiteral(";Jet Oledb:database password=");
-}
-
-// Runs f and gives the Failure it throws; a Failure with number 0 when it throws none.
-template <typename F> static Failure failureOf(F &&f)
-{
-    try {
-        f();
-    } catch (const Failure &failure) {
-        return failure;
-    }
-    return Failure(0, QString());
 }
 
 class tst_Data : public QObject {
@@ -163,17 +153,20 @@ private Q_SLOTS:
         QTest::addColumn<QString>("reader");
         QTest::addColumn<int>("number");
 
+        using namespace FailureNumber;
         // clang-format off
-        QTest::newRow("text in a date") << "DATE" << "'abc'" << "Value" << 13;
-        QTest::newRow("no such day") << "DATE" << "'2023-02-29'" << "Value" << 13;
-        QTest::newRow("date as a number") << "DATE" << "20230101" << "Value" << 13;
-        QTest::newRow("fraction in an integer") << "INTEGER" << "12.5" << "Value" << 13;
-        QTest::newRow("word in a boolean") << "BOOLEAN" << "'maybe'" << "Value" << 13;
-        QTest::newRow("trailing text after date") << "" << "'2023-02-28x'" << "asDate" << 13;
-        QTest::newRow("text as whole number") << "" << "'12a'" << "asInt64" << 13;
-        QTest::newRow("blob as number") << "" << "x'01'" << "asDouble" << 13;
-        QTest::newRow("null as number") << "" << "NULL" << "asInt64" << 94;
-        QTest::newRow("null as date") << "DATE" << "NULL" << "asDate" << 94;
+        QTest::newRow("text in a date") << "DATE" << "'abc'" << "Value" << TypeMismatch;
+        QTest::newRow("no such day") << "DATE" << "'2023-02-29'" << "Value" << TypeMismatch;
+        QTest::newRow("date as a number") << "DATE" << "20230101" << "Value" << TypeMismatch;
+        QTest::newRow("fraction in an integer") << "INTEGER" << "12.5" << "Value" << TypeMismatch;
+        QTest::newRow("word in a boolean") << "BOOLEAN" << "'maybe'" << "Value" << TypeMismatch;
+        QTest::newRow("trailing text after date") << "" << "'2023-02-28x'" << "asDate" << TypeMismatch;
+        QTest::newRow("text as whole number") << "" << "'12a'" << "asInt64" << TypeMismatch;
+        QTest::newRow("blob as number") << "" << "x'01'" << "asDouble" << TypeMismatch;
+        QTest::newRow("blob as boolean") << "" << "x'01'" << "asBool" << TypeMismatch;
+        QTest::newRow("null as number") << "" << "NULL" << "asInt64" << InvalidUseOfNull;
+        QTest::newRow("null as date") << "DATE" << "NULL" << "asDate" << InvalidUseOfNull;
+        QTest::newRow("null as boolean") << "" << "NULL" << "asBool" << InvalidUseOfNull;
         // clang-format on
     }
 
@@ -186,6 +179,7 @@ private Q_SLOTS:
             reader == u"asDate"         ? void(field.asDate())
                 : reader == u"asInt64"  ? void(field.asInt64())
                 : reader == u"asDouble" ? void(field.asDouble())
+                : reader == u"asBool"   ? void(field.asBool())
                                         : void(field.Value());
         });
         QTEST(failure.number(), "number");
@@ -207,14 +201,20 @@ private Q_SLOTS:
         QCOMPARE(failure.number(), FailureNumber::CommandError);
         QCOMPARE(failure.description(), QStringLiteral("integer overflow"));
         QVERIFY(rs.Eof());
-        QCOMPARE(failureOf([&] { name.Value(); }).number(), 3021);
-        QCOMPARE(failureOf([&] { rs.MoveNext(); }).number(), 3021);
+        QCOMPARE(failureOf([&] { name.Value(); }).number(), FailureNumber::NoCurrentRecord);
+        QCOMPARE(failureOf([&] { rs.MoveNext(); }).number(), FailureNumber::NoCurrentRecord);
+        const auto reopen
+            = [&] { rs.Open(QStringLiteral("select name from t where id > 99"), connectionTo(people())); };
+        QCOMPARE(failureOf(reopen).number(), FailureNumber::ObjectOpen);
         rs.Close();
         QCOMPARE(rs.State(), 0);
-        QCOMPARE(failureOf([&] { rs.Fields(0); }).number(), 3704);
-        rs.Open(QStringLiteral("select name from t where id > 99"), connectionTo(people()));
+        QCOMPARE(failureOf([&] { rs.Fields(0); }).number(), FailureNumber::ObjectClosed);
+        QCOMPARE(failureOf([&] { name.Type(); }).number(), FailureNumber::ObjectClosed);
+        // No rows: the columns and their declared types are known all the same.
+        reopen();
         QVERIFY(rs.Eof());
-        QCOMPARE(rs.fieldCount(), 1);
+        QCOMPARE(rs.Fields(QStringLiteral("NAME")).Type(), int(AdoType::Text));
+        QCOMPARE(failureOf([&] { rs.Fields(1); }).number(), FailureNumber::ItemNotFoundInCollection);
         rs.Close();
 
         rs.Open(QStringLiteral("Select * from (select * from t)where  name like '%' and  id like '%'"),
@@ -224,8 +224,9 @@ private Q_SLOTS:
         QCOMPARE(rs.Fields(QStringLiteral("born")).Value(), QVariant(QDate(2008, 3, 5)));
         QCOMPARE(rs.fieldIndex(QStringLiteral("Name")), 1);
         QCOMPARE(rs.fieldIndex(QStringLiteral("nombre")), -1);
-        QCOMPARE(failureOf([&] { rs.Fields(QStringLiteral("nombre")); }).number(), 3265);
-        QCOMPARE(failureOf([&] { rs.Fields(4); }).number(), 3265);
+        QCOMPARE(failureOf([&] { rs.Fields(QStringLiteral("nombre")); }).number(),
+            FailureNumber::ItemNotFoundInCollection);
+        QCOMPARE(failureOf([&] { rs.Fields(4); }).number(), FailureNumber::ItemNotFoundInCollection);
     }
 
     // Every way a text or a connection can be refused; nothing is written, attached or created meanwhile.

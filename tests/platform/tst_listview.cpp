@@ -2,6 +2,7 @@
 // notifications on a real, shown widget, a consistent item model, and the memory a big load costs.
 
 #include "support/FailureOf.h"
+#include "support/Fixtures.h"
 
 #include <Brennvox10/ListView.h>
 
@@ -16,6 +17,15 @@
 
 #include <functional>
 #include <optional>
+
+// GCC says so with a macro, Clang through __has_feature.
+#if defined(__SANITIZE_ADDRESS__)
+#define UNDER_ASAN
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define UNDER_ASAN
+#endif
+#endif
 
 using namespace Brennvox10;
 
@@ -38,19 +48,15 @@ void fill(ListView &list, int columns, const QStringList &rows)
     }
 }
 
-// The rows by position are exactly these "key|text|sub-items" ("lost" marks a key that does not lead back
-// to its row), and once the event loop has come round the view shows the same texts in the same order.
+// The rows by position are exactly these "key|text|sub-items", every key leads back to its row, and once
+// the event loop has come round the view shows the same texts in the same order.
 void expectRows(ListView &list, const QStringList &expected)
 {
-    QStringList stored, shown;
+    QStringList stored = rowTexts(list), shown;
     for (int i = 1; i <= list.ListItems().Count(); ++i) {
-        const ListItem item = list.ListItems().Item(i);
-        QStringList cells { item.Key(), item.Text() };
-        for (int c = 1; c < list.ColumnHeaders().Count(); ++c)
-            cells << item.SubItems(c);
-        if (!item.Key().isEmpty() && list.ListItems().Item(item.Key()).Index() != i)
-            cells << "lost";
-        stored << cells.join(QLatin1Char('|'));
+        const QString key = list.ListItems().Item(i).Key();
+        if (!key.isEmpty() && list.ListItems().Item(key).Index() != i)
+            stored[i - 1] += QStringLiteral(" (lost)");
     }
     QCOMPARE(stored, expected);
     QCoreApplication::processEvents();
@@ -107,8 +113,7 @@ void tst_ListView::keysAndCells()
     // Rows without a key are reached by position only, and there may be many.
     list.ListItems().Add(QString(), "a");
     list.ListItems().Add(QString(), "b");
-    QCOMPARE(failureOf([&] { list.ListItems().Add("Tñ3", "again"); }), FailureNumber::KeyNotUnique);
-    QVERIFY(!list.ListItems().contains("t1"));
+    QCOMPARE(failureOf([&] { list.ListItems().Add("Tñ3", "again"); }).number(), FailureNumber::KeyNotUnique);
     QStringList rows { "T1|UNO|filled later|skipped one|", "T2|dos|a longer replacement|b|", "Tñ3|tres|||",
         "T4|12345,678|1.234,50|05/03/2008|Falso", "|a|||", "|b|||" };
     expectRows(list, rows);
@@ -118,7 +123,6 @@ void tst_ListView::keysAndCells()
     QCOMPARE(list.treeView()->model()->index(1, 3).data().toString(), "3");
 
     list.ListItems().Remove("T2");
-    QCOMPARE(failureOf([&] { second.Text(); }), FailureNumber::ElementNotFound);
     QCOMPARE(fourth.Index(), 3);
     rows.removeAt(1);
     expectRows(list, rows);
@@ -137,6 +141,7 @@ void tst_ListView::failures_data()
 
     row("duplicate key", KeyNotUnique, [](auto &l) { l.ListItems().Add(QByteArrayView("T1"), {}); });
     row("missing key", ElementNotFound, [](auto &l) { l.ListItems().Item("T9"); });
+    row("keys are case-sensitive", ElementNotFound, [](auto &l) { l.ListItems().Item("t1"); });
     row("empty key names no row", ElementNotFound, [](auto &l) { l.ListItems().Item(QString()); });
     row("position 0", IndexOutOfBounds, [](auto &l) { l.ListItems().Item(0); });
     row("position past the end", IndexOutOfBounds, [](auto &l) { l.ListItems().Item(3); });
@@ -152,6 +157,22 @@ void tst_ListView::failures_data()
     row("column 0", IndexOutOfBounds, [](auto &l) { l.ColumnHeaders().Item(0); });
     row("sort order 2", InvalidPropertyValue, [](auto &l) { l.setSortOrder(2); });
     row("negative sort key", InvalidPropertyValue, [](auto &l) { l.setSortKey(-1); });
+    // A handle kept across a removal or a clear names no row, also once new rows took its id and key.
+    const auto stale = [](bool clear, std::function<void(const ListItem &)> use) {
+        return [=](ListView &l) {
+            const ListItem old = l.ListItems().Item(2);
+            clear ? l.ListItems().Clear() : l.ListItems().Remove("T2");
+            clear ? fill(l, 0, { "uno", "dos" }) : void(l.ListItems().Add("T2", "dos"));
+            use(old);
+        };
+    };
+    row("removed row's key", ElementNotFound, stale(false, [](auto &i) { i.Key(); }));
+    row("removed row's text", ElementNotFound, stale(false, [](auto &i) { i.Text(); }));
+    row("cleared row's text", ElementNotFound, stale(true, [](auto &i) { i.Text(); }));
+    row("cleared row's position", ElementNotFound, stale(true, [](auto &i) { i.Index(); }));
+    row("cleared row's sub-item", ElementNotFound, stale(true, [](auto &i) { i.SubItems(1); }));
+    row("cleared row's new text", ElementNotFound, stale(true, [](auto &i) { i.setText({}); }));
+    row("cleared row's new sub-item", ElementNotFound, stale(true, [](auto &i) { i.setSubItems(1, "x"); }));
 }
 
 void tst_ListView::failures()
@@ -161,7 +182,7 @@ void tst_ListView::failures()
 
     ListView list;
     fill(list, 3, { "uno", "dos" });
-    QCOMPARE(failureOf([&] { action(list); }), number);
+    QCOMPARE(failureOf([&] { action(list); }).number(), number);
     // A refused call leaves rows and columns as they were.
     expectRows(list, { "T1|uno||", "T2|dos||" });
 }
@@ -256,7 +277,7 @@ void tst_ListView::storeAndModelStayConsistent()
     for (const QStringList &row : expected)
         rows << row.join(QLatin1Char('|'));
     expectRows(list, rows);
-    QVERIFY(!list.ListItems().contains("T1"));
+    QCOMPARE(failureOf([&] { list.ListItems().Item("T1"); }).number(), FailureNumber::ElementNotFound);
 
     // The current row follows its row through a sort; a changed text in the sort column moves its row.
     tree->setCurrentIndex(tree->model()->index(10, 0));
@@ -399,6 +420,9 @@ void tst_ListView::mouse()
 
 void tst_ListView::memoryPerRow()
 {
+#ifdef UNDER_ASAN
+    QSKIP("AddressSanitizer keeps its own heap, which mallinfo2 does not see: nothing to measure");
+#endif
     // Rows like a list of invoices: about 80 bytes of text in eight cells.
     const auto heapInUse = [] {
         const struct mallinfo2 info = mallinfo2();

@@ -1,14 +1,14 @@
 #pragma once
-// The failure number an action throws, or 0 when it throws none.
+// The Failure an action throws; number 0 when it throws none.
 
 #include <Brennvox10/Failure.h>
 
-template <typename F> int failureOf(F &&f)
+template <typename F> Brennvox10::Failure failureOf(F &&f)
 {
     try {
         f();
     } catch (const Brennvox10::Failure &e) {
-        return e.number();
+        return e;
     }
-    return 0;
+    return Brennvox10::Failure(0, QString());
 }

@@ -28,12 +28,18 @@ inline void makeDatabase(const QString &path, const QStringList &statements)
     sqlite3_close(db);
 }
 
-inline void writeText(const QString &path, const QString &text)
+inline QString writeBytes(const QString &path, const QByteArray &bytes)
 {
     QFile f(path);
     if (!f.open(QIODevice::WriteOnly | QIODevice::Truncate))
         throw std::runtime_error("cannot write test file");
-    f.write(text.toUtf8());
+    f.write(bytes);
+    return path;
+}
+
+inline void writeText(const QString &path, const QString &text)
+{
+    writeBytes(path, text.toUtf8());
 }
 
 inline QByteArray readBytes(const QString &path)

@@ -21,12 +21,7 @@ struct ColumnInfo {
 
 class Cursor {
 public:
-    enum class Kind : quint8 { Sqlite, Other };
-
-    explicit Cursor(Kind kind)
-        : kind(kind)
-    {
-    }
+    Cursor() = default;
     virtual ~Cursor() = default;
     Cursor(const Cursor &) = delete;
     Cursor &operator=(const Cursor &) = delete;
@@ -42,7 +37,6 @@ public:
     virtual QByteArrayView text(int column) const = 0;
     virtual QByteArrayView blob(int column) const = 0;
 
-    const Kind kind;
     std::vector<ColumnInfo> columns;
 };
 

@@ -50,97 +50,94 @@ const QString failureSource = QStringLiteral("Brennvox10.Recordset");
 
 std::atomic<qint64> stepLimitMs { 120 * 1000 };
 
-[[noreturn]] void throwMismatch()
+[[noreturn]] void fail(qint32 number)
 {
-    throw failureFor(FailureNumber::TypeMismatch, failureSource);
+    throw failureFor(number, failureSource);
 }
 
-[[noreturn]] void throwNull()
+// A stored value as a T, or false when it is no such value (a fraction read as a whole number).
+bool convert(qint64 stored, qint64 &value)
 {
-    throw failureFor(FailureNumber::InvalidUseOfNull, failureSource);
+    value = stored;
+    return true;
+}
+bool convert(double stored, qint64 &value)
+{
+    value = qint64(stored);
+    return std::trunc(stored) == stored && stored >= -9.2e18 && stored <= 9.2e18;
+}
+bool convert(QByteArrayView text, qint64 &value)
+{
+    return parseInt64(text, value);
+}
+bool convert(qint64 stored, double &value)
+{
+    value = double(stored);
+    return true;
+}
+bool convert(double stored, double &value)
+{
+    value = stored;
+    return true;
+}
+bool convert(QByteArrayView text, double &value)
+{
+    return parseDouble(text, value);
+}
+bool convert(qint64 stored, bool &value)
+{
+    value = stored != 0;
+    return true;
+}
+bool convert(double stored, bool &value)
+{
+    value = stored != 0;
+    return true;
+}
+bool convert(QByteArrayView text, bool &value)
+{
+    return parseBool(text, value);
+}
+// Dates are stored as ISO-8601 text only.
+bool convert(qint64, DateTimeValue &)
+{
+    return false;
+}
+bool convert(double, DateTimeValue &)
+{
+    return false;
+}
+bool convert(QByteArrayView text, DateTimeValue &value)
+{
+    return parseIsoDateTime(text, value);
 }
 
-// The cell readers are templates over the cursor type so that, for the final SQLite cursor, every
-// call below is a direct (inlined) call into SQLite.
-template <typename C> qint64 readInt64(const C &cursor, int column)
+// Every typed read of a cell: Null is Failure 94, a value that is not a T Failure 13.
+template <typename T> T read(const Cursor &cursor, int column)
 {
+    T value {};
+    bool ok = false;
     switch (cursor.storage(column)) {
     case Storage::Integer:
-        return cursor.integer(column);
-    case Storage::Real: {
-        const double real = cursor.real(column);
-        if (std::trunc(real) == real && real >= -9.2e18 && real <= 9.2e18)
-            return qint64(real);
+        ok = convert(cursor.integer(column), value);
         break;
-    }
-    case Storage::Text: {
-        qint64 value = 0;
-        if (parseInt64(cursor.text(column), value))
-            return value;
-        break;
-    }
-    case Storage::Null:
-        throwNull();
-    case Storage::Blob:
-        break;
-    }
-    throwMismatch();
-}
-
-template <typename C> double readDouble(const C &cursor, int column)
-{
-    switch (cursor.storage(column)) {
-    case Storage::Integer:
-        return double(cursor.integer(column));
     case Storage::Real:
-        return cursor.real(column);
-    case Storage::Text: {
-        double value = 0;
-        if (parseDouble(cursor.text(column), value))
-            return value;
+        ok = convert(cursor.real(column), value);
         break;
-    }
+    case Storage::Text:
+        ok = convert(cursor.text(column), value);
+        break;
     case Storage::Null:
-        throwNull();
+        fail(FailureNumber::InvalidUseOfNull);
     case Storage::Blob:
         break;
     }
-    throwMismatch();
-}
-
-template <typename C> bool readBool(const C &cursor, int column)
-{
-    switch (cursor.storage(column)) {
-    case Storage::Integer:
-        return cursor.integer(column) != 0;
-    case Storage::Real:
-        return cursor.real(column) != 0;
-    case Storage::Text: {
-        bool value = false;
-        if (parseBool(cursor.text(column), value))
-            return value;
-        break;
-    }
-    case Storage::Null:
-        throwNull();
-    case Storage::Blob:
-        break;
-    }
-    throwMismatch();
-}
-
-template <typename C> DateTimeValue readDate(const C &cursor, int column)
-{
-    const Storage storage = cursor.storage(column);
-    if (storage == Storage::Null)
-        throwNull();
-    DateTimeValue value;
-    if (storage != Storage::Text || !parseIsoDateTime(cursor.text(column), value))
-        throwMismatch();
+    if (!ok)
+        fail(FailureNumber::TypeMismatch);
     return value;
 }
 
-template <typename C> int typeOfValue(const C &cursor, int column, Storage storage)
+int typeOfValue(const Cursor &cursor, int column, Storage storage)
 {
     switch (storage) {
     case Storage::Integer:
@@ -156,7 +153,7 @@ template <typename C> int typeOfValue(const C &cursor, int column, Storage stora
     return AdoType::Text;
 }
 
-template <typename C> QVariant readValue(const C &cursor, int column, int declaredType)
+QVariant readValue(const Cursor &cursor, int column, int declaredType)
 {
     const Storage storage = cursor.storage(column);
     if (storage == Storage::Null)
@@ -166,16 +163,16 @@ template <typename C> QVariant readValue(const C &cursor, int column, int declar
     case AdoType::SmallInt:
     case AdoType::Integer:
     case AdoType::BigInt:
-        return QVariant(qlonglong(readInt64(cursor, column)));
+        return QVariant(qlonglong(read<qint64>(cursor, column)));
     case AdoType::Single:
     case AdoType::Double:
     case AdoType::Currency:
     case AdoType::Decimal:
-        return QVariant(readDouble(cursor, column));
+        return QVariant(read<double>(cursor, column));
     case AdoType::Boolean:
-        return QVariant(readBool(cursor, column));
+        return QVariant(read<bool>(cursor, column));
     case AdoType::Date: {
-        const DateTimeValue value = readDate(cursor, column);
+        const DateTimeValue value = read<DateTimeValue>(cursor, column);
         const QDate date = QDate::fromJulianDay(value.julianDay);
         if (!value.hasTime)
             return QVariant(date);
@@ -208,49 +205,30 @@ std::unique_ptr<Cursor> openCursor(const ConnectionText &connection, const QStri
 {
     if (connection.provider() == u"sqlite")
         return sqlite::SqliteCursor::open(connection, sql);
-    throw failureFor(FailureNumber::ProviderNotFound, failureSource);
+    fail(FailureNumber::ProviderNotFound);
 }
 
 class RecordsetPrivate {
 public:
-    // Runs f on the cursor of the current row: the SQLite cursor by its final type, so its inline
-    // readers are called without a virtual dispatch per cell.
-    template <typename F> decltype(auto) onRow(F &&f) const
+    // The cursor standing on the current row.
+    const Cursor &row() const
     {
         if (Q_UNLIKELY(!atRow))
             throwNoCurrentRow();
-        if (Q_LIKELY(sqliteCursor))
-            return f(*sqliteCursor);
-        return f(*cursor);
+        return *cursor;
     }
 
     [[noreturn]] void throwNoCurrentRow() const
     {
         if (!cursor)
             throwClosed();
-        throw Failure(3021,
-            QStringLiteral("Either BOF or EOF is True, or the current record has been deleted. "
-                           "Requested operation requires a current record."),
-            failureSource);
+        fail(FailureNumber::NoCurrentRecord);
     }
 
-    [[noreturn]] static void throwClosed()
-    {
-        throw Failure(
-            3704, QStringLiteral("Operation is not allowed when the object is closed."), failureSource);
-    }
-
-    void close()
-    {
-        atRow = false;
-        sqliteCursor = nullptr;
-        cursor.reset();
-    }
+    [[noreturn]] static void throwClosed() { fail(FailureNumber::ObjectClosed); }
 
     std::unique_ptr<Cursor> cursor; // null while closed
-    sqlite::SqliteCursor *sqliteCursor = nullptr;
     bool atRow = false;
-    int cursorLocation = 2;
     // Kept after Close so that references to fields stay valid until the next Open.
     std::vector<ColumnInfo> columns;
     std::vector<Field> fields;
@@ -263,18 +241,10 @@ public:
             fields[i].d = this;
             fields[i].column = int(i);
         }
-        sqliteCursor = opened->kind == Cursor::Kind::Sqlite
-            ? static_cast<sqlite::SqliteCursor *>(opened.get())
-            : nullptr;
         cursor = std::move(opened);
         atRow = hasRow;
     }
 };
-
-QString Field::Name() const
-{
-    return d->columns[column].name;
-}
 
 int Field::Type() const
 {
@@ -284,19 +254,17 @@ int Field::Type() const
         RecordsetPrivate::throwClosed();
     if (!d->atRow)
         return AdoType::Text;
-    return d->onRow(
-        [this](const auto &cursor) { return typeOfValue(cursor, column, cursor.storage(column)); });
+    return typeOfValue(*d->cursor, column, d->cursor->storage(column));
 }
 
 QVariant Field::Value() const
 {
-    return d->onRow(
-        [this](const auto &cursor) { return readValue(cursor, column, d->columns[column].declaredType); });
+    return readValue(d->row(), column, d->columns[column].declaredType);
 }
 
 Storage Field::storage() const
 {
-    return d->onRow([this](const auto &cursor) { return cursor.storage(column); });
+    return d->row().storage(column);
 }
 
 bool Field::isNull() const
@@ -306,27 +274,27 @@ bool Field::isNull() const
 
 qint64 Field::asInt64() const
 {
-    return d->onRow([this](const auto &cursor) { return readInt64(cursor, column); });
+    return read<qint64>(d->row(), column);
 }
 
 double Field::asDouble() const
 {
-    return d->onRow([this](const auto &cursor) { return readDouble(cursor, column); });
+    return read<double>(d->row(), column);
 }
 
 bool Field::asBool() const
 {
-    return d->onRow([this](const auto &cursor) { return readBool(cursor, column); });
+    return read<bool>(d->row(), column);
 }
 
 DateTimeValue Field::asDate() const
 {
-    return d->onRow([this](const auto &cursor) { return readDate(cursor, column); });
+    return read<DateTimeValue>(d->row(), column);
 }
 
 QByteArrayView Field::utf8() const
 {
-    return d->onRow([this](const auto &cursor) { return cursor.text(column); });
+    return d->row().text(column);
 }
 
 Recordset::Recordset()
@@ -336,21 +304,10 @@ Recordset::Recordset()
 
 Recordset::~Recordset() = default;
 
-void Recordset::setCursorLocation(int location)
-{
-    d->cursorLocation = location;
-}
-
-int Recordset::CursorLocation() const
-{
-    return d->cursorLocation;
-}
-
 void Recordset::Open(const QString &source, const QString &connection, int, int, int)
 {
     if (d->cursor)
-        throw Failure(
-            3705, QStringLiteral("Operation is not allowed when the object is open."), failureSource);
+        fail(FailureNumber::ObjectOpen);
     notifyObserver(source);
     std::unique_ptr<Cursor> cursor = openCursor(ConnectionText::parse(connection), source);
     const bool hasRow = cursor->next();
@@ -368,7 +325,7 @@ void Recordset::MoveNext()
         d->throwNoCurrentRow();
     // A row that cannot be read leaves the recordset open at its end.
     d->atRow = false;
-    d->atRow = d->sqliteCursor ? d->sqliteCursor->next() : d->cursor->next();
+    d->atRow = d->cursor->next();
 }
 
 int Recordset::State() const
@@ -378,12 +335,8 @@ int Recordset::State() const
 
 void Recordset::Close()
 {
-    d->close();
-}
-
-int Recordset::fieldCount() const
-{
-    return d->cursor ? int(d->fields.size()) : 0;
+    d->atRow = false;
+    d->cursor.reset();
 }
 
 Field &Recordset::Fields(int index)
@@ -391,7 +344,7 @@ Field &Recordset::Fields(int index)
     if (!d->cursor)
         RecordsetPrivate::throwClosed();
     if (index < 0 || size_t(index) >= d->fields.size())
-        throw failureFor(FailureNumber::ItemNotFoundInCollection, failureSource);
+        fail(FailureNumber::ItemNotFoundInCollection);
     return d->fields[size_t(index)];
 }
 
@@ -401,7 +354,7 @@ Field &Recordset::Fields(const QString &name)
         RecordsetPrivate::throwClosed();
     const int index = fieldIndex(name);
     if (index < 0)
-        throw failureFor(FailureNumber::ItemNotFoundInCollection, failureSource);
+        fail(FailureNumber::ItemNotFoundInCollection);
     return d->fields[size_t(index)];
 }
 

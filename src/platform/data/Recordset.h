@@ -4,13 +4,13 @@
 // a value that cannot be read as its field's type is a Failure. Nothing here ever writes.
 
 #include <Brennvox10/Failure.h>
+#include <Brennvox10/QueryObserver.h>
 
 #include <QByteArrayView>
 #include <QMap>
 #include <QString>
 #include <QVariant>
 
-#include <functional>
 #include <memory>
 
 namespace Brennvox10::data {
@@ -46,7 +46,6 @@ class RecordsetPrivate;
 
 class Field {
 public:
-    QString Name() const;
     // The ADO type code of the field: from the declared column type where there is one (see the
     // mapping in the provider), otherwise from the current value's storage class.
     int Type() const;
@@ -76,8 +75,8 @@ public:
     Recordset(const Recordset &) = delete;
     Recordset &operator=(const Recordset &) = delete;
 
-    void setCursorLocation(int location); // 2 server, 3 client: both read forward here
-    int CursorLocation() const;
+    // 2 server, 3 client: both read forward here, so the choice changes nothing.
+    void setCursorLocation(int) { }
 
     // Opens the provider named by the connection text, runs source and positions on the first row.
     // The query observer sees source first. Failure on an unknown provider, a database that cannot
@@ -91,7 +90,6 @@ public:
     int State() const; // 0 closed, 1 open
     void Close();
 
-    int fieldCount() const;
     // By position (0-based) or by name (case-insensitive); Failure 3265 when there is no such field.
     Field &Fields(int index);
     Field &Fields(const QString &name);
@@ -102,8 +100,3 @@ private:
 };
 
 } // namespace Brennvox10::data
-
-namespace Brennvox10 {
-// Sees every SQL text the data layer is about to run, in order. An empty function removes it.
-BRENNVOX10_EXPORT void setQueryObserver(std::function<void(const QString &sql)> observer);
-}

@@ -9,7 +9,8 @@ namespace Brennvox10 {
 
 MappedBlock::MappedBlock(qsizetype size)
 {
-    void *p = mmap(nullptr, size_t(size), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
+    void *p = mmap(
+        nullptr, size_t(size), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
     if (p == MAP_FAILED)
         throw std::bad_alloc();
     m_data = static_cast<char *>(p);

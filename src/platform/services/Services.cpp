@@ -1,3 +1,5 @@
+#include "platform/services/Services_p.h"
+
 #include <Brennvox10/Services.h>
 
 #include <QApplication>
@@ -16,10 +18,6 @@ namespace Brennvox10 {
 
 Services::~Services() = default;
 
-namespace {
-
-// Dialogs need someone to answer them: on headless platforms the boxes are logged, and an input
-// box counts as cancelled, so nothing waits forever.
 bool interactive()
 {
     if (!qobject_cast<QApplication *>(QCoreApplication::instance()))
@@ -28,6 +26,9 @@ bool interactive()
     return platform != QLatin1String("offscreen") && platform != QLatin1String("minimal");
 }
 
+namespace {
+
+// Where nobody can answer, boxes are logged and an input box counts as cancelled.
 class QtServices final : public Services {
 public:
     void messageBox(const QString &text) override

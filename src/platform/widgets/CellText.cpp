@@ -8,20 +8,15 @@
 
 namespace Brennvox10 {
 
+// Members in declaration order: kind, style, hasTime, msecs, integer, real, text.
 CellValue CellValue::fromText(QByteArrayView utf8, Style style)
 {
-    CellValue v;
-    v.kind = Kind::Text;
-    v.style = style;
-    v.text = utf8;
-    return v;
+    return { .kind = Kind::Text, .style = style, .text = utf8 };
 }
 
 CellValue CellValue::fromString(const QString &text)
 {
-    CellValue v;
-    v.kind = Kind::Text;
-    v.ownText = text.toUtf8();
+    CellValue v { .kind = Kind::Text, .ownText = text.toUtf8() };
     // A copy of the value shares the same bytes, so the view stays good in every copy.
     v.text = v.ownText;
     return v;
@@ -29,39 +24,26 @@ CellValue CellValue::fromString(const QString &text)
 
 CellValue CellValue::fromInteger(qint64 value, Style style)
 {
-    CellValue v;
-    v.kind = Kind::Integer;
-    v.style = style;
-    v.integer = value;
-    return v;
+    return { .kind = Kind::Integer, .style = style, .integer = value };
 }
 
 CellValue CellValue::fromReal(double value, Style style)
 {
-    CellValue v;
-    v.kind = Kind::Real;
-    v.style = style;
-    v.real = value;
-    return v;
+    return { .kind = Kind::Real, .style = style, .real = value };
 }
 
 CellValue CellValue::fromDate(qint64 julianDay, qint32 msecsOfDay, bool hasTime, Style style)
 {
-    CellValue v;
-    v.kind = Kind::DateTime;
-    v.style = style;
-    v.integer = julianDay;
-    v.msecs = hasTime ? msecsOfDay : 0;
-    v.hasTime = hasTime;
-    return v;
+    return { .kind = Kind::DateTime,
+        .style = style,
+        .hasTime = hasTime,
+        .msecs = hasTime ? msecsOfDay : 0,
+        .integer = julianDay };
 }
 
 CellValue CellValue::fromBoolean(bool value)
 {
-    CellValue v;
-    v.kind = Kind::Boolean;
-    v.integer = value ? 1 : 0;
-    return v;
+    return { .kind = Kind::Boolean, .integer = value ? 1 : 0 };
 }
 
 namespace {

@@ -1,3 +1,4 @@
+#include "platform/widgets/Keyed_p.h"
 #include "platform/widgets/ListView_p.h"
 #include "platform/widgets/Twips.h"
 
@@ -13,11 +14,11 @@ namespace Brennvox10 {
 
 namespace {
 
-ListViewPrivate *liveRow(ListViewPrivate *d, quint32 id)
+ListViewPrivate *liveRow(ListViewPrivate *d, quint32 id, quint32 generation)
 {
     if (!d)
         throw failureFor(FailureNumber::ObjectNotSet);
-    d->checkRow(id);
+    d->checkRow(id, generation);
     return d;
 }
 
@@ -50,11 +51,6 @@ qint16 ColumnHeader::Position() const
     return d ? qint16(d->columnPosition(this)) : m_index;
 }
 
-qint16 ColumnHeader::Index() const
-{
-    return m_index;
-}
-
 // ColumnHeaders
 
 int ColumnHeaders::Count() const
@@ -64,32 +60,19 @@ int ColumnHeaders::Count() const
 
 ColumnHeader *ColumnHeaders::Item(int index) const
 {
-    if (index < 1 || index > Count())
-        throw failureFor(FailureNumber::IndexOutOfBounds);
-    return d->column(index - 1);
+    return keyed::at(d->columns, index);
 }
 
 ColumnHeader *ColumnHeaders::Item(const QString &key) const
 {
-    if (!key.isEmpty()) {
-        for (const auto &c : d->columns) {
-            if (c->m_key == key)
-                return c.get();
-        }
-    }
-    throw failureFor(FailureNumber::ElementNotFound);
+    return keyed::byKey(d->columns, key);
 }
 
 ColumnHeader *ColumnHeaders::Add(const QString &key, const QString &text, float widthTwips, qint16 alignment)
 {
     if (alignment < 0 || alignment > 2 || !(widthTwips >= 0) || std::isinf(widthTwips))
         throw failureFor(FailureNumber::InvalidPropertyValue);
-    if (!key.isEmpty()) {
-        for (const auto &c : d->columns) {
-            if (c->m_key == key)
-                throw failureFor(FailureNumber::KeyNotUnique);
-        }
-    }
+    keyed::checkUnique(d->columns, key);
     std::unique_ptr<ColumnHeader> column(new ColumnHeader);
     column->d = d;
     column->m_key = key;
@@ -113,36 +96,36 @@ void ColumnHeaders::Clear()
 
 QString ListItem::Key() const
 {
-    return QString::fromUtf8(liveRow(d, id)->store.key(id));
+    return QString::fromUtf8(liveRow(d, id, generation)->store.key(id));
 }
 
 QString ListItem::Text() const
 {
-    return cellText(liveRow(d, id)->store.cell(id, 0));
+    return cellText(liveRow(d, id, generation)->store.cell(id, 0));
 }
 
 qint32 ListItem::Index() const
 {
-    ListViewPrivate *p = liveRow(d, id);
+    ListViewPrivate *p = liveRow(d, id, generation);
     p->flush();
     return p->positionOf(id) + 1;
 }
 
 QString ListItem::SubItems(int index) const
 {
-    ListViewPrivate *p = liveRow(d, id);
+    ListViewPrivate *p = liveRow(d, id, generation);
     p->checkSubItem(index);
     return cellText(p->store.cell(id, index));
 }
 
 void ListItem::setText(const CellValue &value) const
 {
-    liveRow(d, id)->setCell(id, 0, value);
+    liveRow(d, id, generation)->setCell(id, 0, value);
 }
 
 void ListItem::setSubItems(int index, const CellValue &value) const
 {
-    ListViewPrivate *p = liveRow(d, id);
+    ListViewPrivate *p = liveRow(d, id, generation);
     p->checkSubItem(index);
     p->setCell(id, index, value);
 }
@@ -175,11 +158,6 @@ ListItem ListItems::Item(const QString &key) const
     return d->item(id);
 }
 
-bool ListItems::contains(const QString &key) const
-{
-    return d->store.find(key.toUtf8()) != RowStore::None;
-}
-
 ListItem ListItems::Add(const QString &key, const QString &text)
 {
     const QByteArray utf8 = key.toUtf8();
@@ -202,14 +180,6 @@ void ListItems::Remove(const QString &key)
 void ListItems::Clear()
 {
     d->clearRows();
-}
-
-void ListItems::reserve(int rows)
-{
-    if (rows <= 0)
-        return;
-    d->store.reserve(rows);
-    d->order.reserve(size_t(rows));
 }
 
 // ListView

@@ -43,9 +43,9 @@ public:
     // Shown position of a live row, pending rows included.
     int positionOf(quint32 id);
     // Throws unless the handle names a live row.
-    void checkRow(quint32 id) const
+    void checkRow(quint32 id, quint32 generation) const
     {
-        if (!store.isAlive(id))
+        if (generation != store.generation() || !store.isAlive(id))
             throwFailure(FailureNumber::ElementNotFound);
     }
     void checkSubItem(int index) const
@@ -54,7 +54,7 @@ public:
             throwFailure(FailureNumber::InvalidPropertyValue);
     }
     [[noreturn]] static void throwFailure(qint32 number);
-    ListItem item(quint32 id) { return ListItem(this, id); }
+    ListItem item(quint32 id) { return ListItem(this, id, store.generation()); }
 
     void addColumn(std::unique_ptr<ColumnHeader> column);
     void clearColumns();

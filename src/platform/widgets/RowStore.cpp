@@ -484,19 +484,12 @@ void RowStore::clear()
     BulkVector<quint64>().swap(m_slots);
     m_keyed = 0;
     m_live = 0;
+    ++m_generation;
     m_nextChunk = 0;
     m_used = 0;
     m_waste = 0;
     m_tail = None;
     m_tailCells = 0;
-}
-
-void RowStore::reserve(int rows)
-{
-    if (rows <= 0)
-        return;
-    m_rows.reserve(size_t(rows));
-    growSlots(size_t(rows));
 }
 
 } // namespace Brennvox10

@@ -2,7 +2,8 @@
 // Keyed rows of typed cells packed into byte chunks: a million rows cost little more than their data.
 // A row is one blob [u32 payload size][varint key length][key][cells...]; a cell is a tag byte (kind,
 // style, has-time) and its payload. Rows are named by ids that stay fixed until the row is removed or
-// the store cleared; ids grow in the order rows were added.
+// the store cleared; ids grow in the order rows were added and start again at 0 after a clear, which
+// begins a new generation.
 
 #include <Brennvox10/ListView.h>
 
@@ -48,6 +49,7 @@ public:
     // One past the highest id ever given since the last clear.
     quint32 idLimit() const { return quint32(m_rows.size()); }
     bool isAlive(quint32 id) const { return id < m_rows.size() && m_rows[id] != Dead; }
+    quint32 generation() const { return m_generation; }
 
     // None when no row has that key; an empty key names no row.
     quint32 find(QByteArrayView key) const;
@@ -59,7 +61,6 @@ public:
     QByteArrayView key(quint32 id) const;
     void remove(quint32 id);
     void clear();
-    void reserve(int rows);
 
 private:
     static constexpr quint64 Dead = ~quint64(0);
@@ -86,6 +87,7 @@ private:
     size_t m_keyed = 0;
     size_t m_seed = 0;
     int m_live = 0;
+    quint32 m_generation = 0;
     quint32 m_nextChunk = 0;
     quint64 m_used = 0; // bytes of every blob ever placed
     quint64 m_waste = 0; // bytes of blobs that were moved or removed since

@@ -1,6 +1,7 @@
 #include <Brennvox10/Failure.h>
 #include <Brennvox10/TabStrip.h>
 
+#include "platform/widgets/Keyed_p.h"
 #include "platform/widgets/Twips.h"
 
 #include <QPainter>
@@ -54,30 +55,17 @@ int Tabs::Count() const
 
 Tab *Tabs::Item(int index) const
 {
-    if (index < 1 || index > Count())
-        throw failureFor(FailureNumber::IndexOutOfBounds);
-    return d->items[size_t(index - 1)].get();
+    return keyed::at(d->items, index);
 }
 
 Tab *Tabs::Item(const QString &key) const
 {
-    if (!key.isEmpty()) {
-        for (const auto &t : d->items) {
-            if (t->m_key == key)
-                return t.get();
-        }
-    }
-    throw failureFor(FailureNumber::ElementNotFound);
+    return keyed::byKey(d->items, key);
 }
 
 Tab *Tabs::Add(const QString &key, const QString &caption)
 {
-    if (!key.isEmpty()) {
-        for (const auto &t : d->items) {
-            if (t->m_key == key)
-                throw failureFor(FailureNumber::KeyNotUnique);
-        }
-    }
+    keyed::checkUnique(d->items, key);
     auto tab = std::make_unique<Tab>();
     tab->m_key = key;
     tab->m_caption = caption;
@@ -140,8 +128,7 @@ Tab *TabStrip::SelectedItem() const
 
 void TabStrip::selectTab(int position)
 {
-    if (position < 1 || position > int(d->items.size()))
-        throw failureFor(FailureNumber::IndexOutOfBounds);
+    keyed::at(d->items, position); // out of range fails before anything changes
     d->quietly([&] { d->bar->setCurrentIndex(position - 1); });
     Q_EMIT Click();
 }

@@ -122,6 +122,11 @@ void setHeight(QWidget *w, float height)
     apply(w, r);
 }
 
+QSizeF givenSize(const QWidget *control)
+{
+    return control->property(SizeProperty).toSizeF();
+}
+
 QSizeF clientSize(const QWidget *control)
 {
     const auto matches = [control](const QSizeF &s) {

@@ -1,21 +1,11 @@
 #pragma once
-// Geometry in twips, kept exactly as the controls compute it (single precision) beside the pixel
-// geometry Qt uses (twips / 15 at 96 dpi).
+// The controls' own twips setters, over the public twips geometry.
 
-#include <Brennvox10/brennvox10_export.h>
-
-#include <QRectF>
-
-class QWidget;
+#include <Brennvox10/TwipsGeometry.h>
 
 namespace Brennvox10 {
 
 constexpr float TwipsPerPixel = 15.0f;
-
-// The twips rectangle last stored for a child; derived from its pixel geometry when none was stored.
-BRENNVOX10_EXPORT QRectF twipsGeometry(const QWidget *child);
-// Sets a control's size in twips and runs its layout (its resize handling).
-BRENNVOX10_EXPORT void setTwipsSize(QWidget *control, float width, float height);
 
 namespace twips {
 // Each setter stores one coordinate and moves the widget. A negative width or height is Failure 380
@@ -28,6 +18,9 @@ void setHeight(QWidget *w, float height);
 // A control's own client size in twips: the stored one while it still matches the pixel size,
 // otherwise the pixel size times 15.
 QSizeF clientSize(const QWidget *control);
+// The size last given with setTwipsSize: what a control prefers in a host's layout. Invalid when
+// none was given.
+QSizeF givenSize(const QWidget *control);
 int toPixels(float twips);
 } // namespace twips
 

@@ -253,8 +253,9 @@ void syncFolder(const QString &path)
 
 Failure saveFailure(const QString &why)
 {
-    return Failure(
-        75, QStringLiteral("Path/File access error: %1").arg(why), QStringLiteral("Brennvox10.XmlHelper"));
+    const QString source = QStringLiteral("Brennvox10.XmlHelper");
+    const Failure standard = failureFor(FailureNumber::PathFileAccessError, source);
+    return Failure(standard.number(), standard.description() + QStringLiteral(": ") + why, source);
 }
 
 } // namespace
@@ -299,12 +300,6 @@ Node Node::parentNode() const
         n.handle = p.internal_object();
     }
     return n;
-}
-
-Node Node::firstChild() const
-{
-    const auto children = childNodes();
-    return children.empty() ? Node() : children.front();
 }
 
 QString Node::xml() const

@@ -113,11 +113,6 @@ void configure(sqlite3 *db, void *cursor)
 
 } // namespace
 
-SqliteCursor::SqliteCursor()
-    : Cursor(Kind::Sqlite)
-{
-}
-
 int SqliteCursor::onProgressHandler(void *cursor)
 {
     return static_cast<SqliteCursor *>(cursor)->onProgress();

@@ -1,6 +1,6 @@
 #pragma once
-// The SQLite provider: one read-only connection per recordset, one prepared statement. The cell
-// accessors are inline and the class final, so the recordset's bulk readers call SQLite directly.
+// The SQLite provider: one read-only connection per recordset, one prepared statement; the cell
+// accessors are SQLite's own column functions.
 
 #include "../Cursor_p.h"
 
@@ -51,7 +51,7 @@ public:
     }
 
 private:
-    SqliteCursor();
+    SqliteCursor() = default;
     int onProgress();
 
     // The statement is finalized before its connection closes (members die in reverse order).

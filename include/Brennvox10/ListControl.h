@@ -1,0 +1,73 @@
+#pragma once
+// What both list controls publish: the connection and definition properties, Showme, the line
+// limit's saving, single-row upkeep, the selected key and hiding a command button. A host does not
+// create this class itself; it uses ctlListRecord or ctlListSingle. Guarded members never throw:
+// their failures go to the thread's ErrorReporter. Property members are not guarded and throw
+// Failure.
+
+#include <Brennvox10/brennvox10_export.h>
+
+#include <QString>
+#include <QVariant>
+#include <QWidget>
+
+#include <memory>
+
+namespace Brennvox10 {
+
+class ListControlPrivate;
+
+class BRENNVOX10_EXPORT ListControl : public QWidget {
+    Q_OBJECT
+public:
+    ~ListControl() override;
+
+    // Connection properties: the connection text is connection string + data source +
+    // ";Jet Oledb:database password=" + password, composed at the next Showme. A user name takes
+    // no part; it is accepted for hosts that set one.
+    void lrConnectionString(const QString &value);
+    void lrDataSource(const QString &value);
+    void lrUser(const QString &value);
+    void lrPassword(const QString &value);
+    // Path of the list definition file; empty means <library folder>/conf/lrfmt.conf.
+    void lrConfigFileName(const QString &value);
+
+    // The condition of the tab chosen in strip Index (0 or 1), empty for a list without tabs;
+    // Failure 9 for any other Index.
+    QString lrTabFilter(qint16 Index) const;
+    // The row key of the row the user last picked, without any prefix.
+    QString lrSelectedKey() const;
+
+    // Reads the definition, rebuilds the columns (and tabs), loads the rows.
+    QVariant Showme();
+    // Writes the line limit into the definition file.
+    QVariant SaveConfig();
+
+    // The list alone follows a row the host added, changed or deleted; always 0.
+    qint16 lrAddListItem(const QString &pItem);
+    qint16 lrUpdateListItem(const QString &pItem);
+    qint16 lrDelListItem(const QString &pItem);
+    // Hides and disables command button pIndex; the rest move up. Always false; Failure 340 for a
+    // negative index, nothing for one above the last button.
+    bool HideButton(const qint16 &pIndex);
+
+    // In a host's layout: the size last set in twips (the design size until then), and the smallest
+    // size whose arrangement leaves the list a positive size.
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override;
+
+Q_SIGNALS:
+    // The right mouse button was released over the list.
+    void ClickMenuContextual();
+
+protected:
+    // A face's private part is made once this widget exists, so its children have a parent; the
+    // control then takes its name and design size, which lays it out.
+    using PrivateFactory = ListControlPrivate *(*)(ListControl &);
+    ListControl(QWidget *parent, PrivateFactory makePrivate, const QString &name, QSizeF designSize);
+    void resizeEvent(QResizeEvent *event) override;
+
+    std::unique_ptr<ListControlPrivate> const d;
+};
+
+} // namespace Brennvox10

@@ -1,0 +1,23 @@
+#pragma once
+// The single list: the record list without tab strips, reporting every command through one event.
+// Its query is the definition's source alone (with the user's filter, when one is set); a Tabs
+// element in the definition is ignored. Set the connection properties and the definition path, then
+// call Showme.
+
+#include <Brennvox10/ListControl.h>
+
+namespace Brennvox10 {
+
+class BRENNVOX10_EXPORT ctlListSingle : public ListControl {
+    Q_OBJECT
+public:
+    explicit ctlListSingle(QWidget *parent = nullptr);
+
+Q_SIGNALS:
+    // A command bar press (pCmdKey its command key, whatever it is) or a double click on a row
+    // ("Open"), with the selected row key. pCmdKey is a copy: a change to it is lost. pItem is the
+    // control's selected key itself: a handler that assigns to it changes the key.
+    void cmdClick(QString &pCmdKey, QString &pItem);
+};
+
+} // namespace Brennvox10
