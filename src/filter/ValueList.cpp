@@ -15,7 +15,7 @@ constexpr qsizetype BlockSize = 256 * 1024;
 void ValueListModel::clear()
 {
     beginResetModel();
-    std::vector<MappedBlock>().swap(m_blocks);
+    std::vector<Block>().swap(m_blocks);
     m_used = 0;
     std::vector<Item>().swap(m_items);
     m_published = 0;
@@ -31,11 +31,13 @@ void ValueListModel::appendRow(data::Recordset &rs)
     // The first view stays valid while the second is read: they are different columns of one row.
     const QByteArrayView second = description.isNull() ? QByteArrayView() : description.utf8();
     const qsizetype length = first.size() + 2 + second.size();
-    if (m_blocks.empty() || m_blocks.back().size() - m_used < length) {
+    if (m_blocks.empty() || m_blocks.back().size - m_used < length) {
         if (m_blocks.size() >= std::numeric_limits<quint32>::max()
             || length > std::numeric_limits<quint32>::max())
             throw std::bad_alloc();
-        m_blocks.emplace_back(std::max(BlockSize, length));
+        const qsizetype size = std::max(BlockSize, length);
+        m_blocks.push_back({ std::make_unique_for_overwrite<char[]>(size_t(size)), size });
+        prefault(m_blocks.back().data.get(), size_t(size));
         m_used = 0;
     }
     // An empty view may have no data pointer at all, which memcpy must not be given.
@@ -44,7 +46,7 @@ void ValueListModel::appendRow(data::Recordset &rs)
             std::memcpy(to, from.data(), size_t(from.size()));
         return to + from.size();
     };
-    char *out = put(m_blocks.back().data() + m_used, first);
+    char *out = put(m_blocks.back().data.get() + m_used, first);
     out = put(out, QByteArrayView("||", 2));
     put(out, second);
     m_used += length;
@@ -68,7 +70,7 @@ QString ValueListModel::text(int row) const
     const Item &item = m_items[size_t(row)];
     const quint32 begin
         = row > 0 && m_items[size_t(row - 1)].chunk == item.chunk ? m_items[size_t(row - 1)].end : 0;
-    return QString::fromUtf8(m_blocks[item.chunk].data() + begin, item.end - begin);
+    return QString::fromUtf8(m_blocks[item.chunk].data.get() + begin, item.end - begin);
 }
 
 int ValueListModel::rowCount(const QModelIndex &parent) const

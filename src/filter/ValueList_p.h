@@ -3,10 +3,11 @@
 // kept as the database's UTF-8 text, made into QString only when a box asks, so a list of a hundred
 // thousand rows costs little more than its text.
 
-#include "platform/memory/MappedBlock.h"
+#include "platform/memory/Prefault.h"
 
 #include <QAbstractListModel>
 
+#include <memory>
 #include <vector>
 
 namespace Brennvox10 {
@@ -39,7 +40,11 @@ private:
     };
     // Text goes into blocks that never move: a growing single buffer would copy the whole list
     // again at every growth.
-    std::vector<MappedBlock> m_blocks;
+    struct Block {
+        std::unique_ptr<char[]> data;
+        qsizetype size;
+    };
+    std::vector<Block> m_blocks;
     qsizetype m_used = 0; // bytes used in the last block
     std::vector<Item> m_items;
     int m_published = 0;

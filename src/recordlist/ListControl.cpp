@@ -86,7 +86,7 @@ ListControlPrivate::ListControlPrivate(ListControl &q, std::array<TabStrip *, 2>
     , Label1(
           new ClickableLabel(QStringLiteral("Limitar lineas a 1000"), Picture1, [this] { onLimitClick(); }))
     , Label2(new ClickableLabel(QStringLiteral("Cambiar filtro"), Picture1,
-          [this] { filterDialog.open(list.connection, list.filtersXml()); }))
+          [this] { filterDialog.open(list.connection(), list.filtersXml()); }))
     , ctlMenu1(new ctlMenu(&q))
     , list(q, *ListView1, *Label1, strips)
     , filterDialog(q, list.userFilter(), [this] { list.LoadList(); })
@@ -195,19 +195,19 @@ ListControl::~ListControl() = default;
 
 void ListControl::lrConnectionString(const QString &value)
 {
-    d->list.connection.connectionString = value;
+    d->list.connection().connectionString = value;
 }
 
 void ListControl::lrDataSource(const QString &value)
 {
-    d->list.connection.dataSource = value;
+    d->list.connection().dataSource = value;
 }
 
 void ListControl::lrUser(const QString &) { }
 
 void ListControl::lrPassword(const QString &value)
 {
-    d->list.connection.password = value;
+    d->list.connection().password = value;
 }
 
 void ListControl::lrConfigFileName(const QString &value)

@@ -105,7 +105,7 @@ void RecordList::LoadDefinition()
         g.step([&] { m_list.ColumnHeaders().Clear(); });
         readColumns(g, lrfmt);
         const xml::Node tabsNode = hasTabs() ? readTabSpecs(g, lrfmt) : xml::Node();
-        g.step([&] { m_effectiveConnection = connection.compose(); });
+        g.step([&] { m_effectiveConnection = m_connection.compose(); });
         for (int i = 0; i < 2; ++i)
             loadTabs(i);
         // With tab strips the Filters element is found beside Tabs, that is among lrfmt's children
@@ -254,13 +254,13 @@ bool RecordList::checksPass(Guard &g)
 {
     bool go = false;
     g.step([&] {
-        if (m_effectiveConnection.isEmpty() || connection.dataSource.isEmpty())
+        if (m_effectiveConnection.isEmpty() || m_connection.dataSource.isEmpty())
             return;
         if (m_keyField.isEmpty()) {
             services().messageBox(MsgNoKeyField);
             return;
         }
-        if (!services().fileExists(connection.dataSource)) {
+        if (!services().fileExists(m_connection.dataSource)) {
             services().messageBox(MsgNoDataSource);
             return;
         }

@@ -40,7 +40,7 @@ public:
 
     // What the host sets. The connection reaches the data at the next definition load; the data
     // source is read by the checks directly.
-    ConnectionSettings connection;
+    ConnectionSettings &connection() { return m_connection; }
     void setConfigFileName(const QString &path) { m_configFileName = path; }
 
     // The definition, the remembered tab of each strip, then the rows.
@@ -89,6 +89,7 @@ private:
     QLabel &m_limitLabel;
     std::array<TabStrip *, 2> m_strips;
 
+    ConnectionSettings m_connection;
     qint16 m_loading = 0;
     QString m_configFileName;
     QString m_effectiveConnection;

@@ -5,6 +5,8 @@
 // the store cleared; ids grow in the order rows were added and start again at 0 after a clear, which
 // begins a new generation.
 
+#include "platform/memory/Prefault.h"
+
 #include <Brennvox10/ListView.h>
 
 #include <QByteArrayView>
@@ -13,28 +15,6 @@
 #include <vector>
 
 namespace Brennvox10 {
-
-// Maps the pages of a fresh block in one call. Touching them one by one faults once per page, which on
-// some machines costs more than the whole load that fills them.
-void prefault(void *memory, size_t bytes);
-
-// For the arrays that grow with the row count.
-template <typename T> struct PrefaultAllocator {
-    using value_type = T;
-    PrefaultAllocator() = default;
-    template <typename U> PrefaultAllocator(const PrefaultAllocator<U> &) { }
-    T *allocate(size_t n)
-    {
-        T *p = std::allocator<T>().allocate(n);
-        if (n * sizeof(T) >= 256 * 1024)
-            prefault(p, n * sizeof(T));
-        return p;
-    }
-    void deallocate(T *p, size_t n) { std::allocator<T>().deallocate(p, n); }
-    template <typename U> bool operator==(const PrefaultAllocator<U> &) const { return true; }
-};
-
-template <typename T> using BulkVector = std::vector<T, PrefaultAllocator<T>>;
 
 class RowStore {
 public:
