@@ -12,23 +12,19 @@
 #include <QtTest>
 
 using namespace Brennvox10;
+using namespace Qt::StringLiterals;
 
 namespace {
-const QByteArray Definition = "<?xml version=\"1.0\"?>\n"
-                              "<!-- facturas del mes -->\n"
+// Comments, spacing and both kinds of quotes, all of which an edit must leave alone.
+const QByteArray Definition = "<?xml version=\"1.0\"?>\n<!-- facturas del mes -->\n"
                               "<lrfmt Caption='Facturas'   Key=\"id\" ListMaxLineas=\"1000\" "
                               "ListSQLSource=\"select * from f where a &lt; 3\">\n"
-                              "  <Columns>\n"
-                              "    <!-- importe -->\n"
-                              "    <c ColWidth=\"25\"/>\n"
-                              "  </Columns>\n"
-                              "  <Tabs/>\n"
-                              "</lrfmt>\n";
+                              "  <Columns>\n    <!-- importe -->\n    <c ColWidth=\"25\"/>\n  </Columns>\n"
+                              "  <Tabs/>\n</lrfmt>\n";
 
-QByteArray utf16(const QString &text)
+xml::Node firstColumn(const xml::Document &doc)
 {
-    QStringEncoder encoder(QStringEncoder::Utf16LE);
-    return QByteArray("\xFF\xFE") + QByteArray(encoder.encode(text));
+    return childNodesOf(xmlHelper().FindNode(u"Columns"_s, childNodesOf(doc.firstChild()))).front();
 }
 } // namespace
 
@@ -37,146 +33,122 @@ class tst_XmlHelper : public QObject {
 
     QTemporaryDir dir;
 
-    QString definitionFile(const QByteArray &bytes = Definition)
-    {
-        return writeBytes(dir.filePath(QStringLiteral("d.conf")), bytes);
-    }
-
 private Q_SLOTS:
-    void loadRules_data()
+    void loadRefusals_data()
     {
-        QTest::addColumn<QByteArray>("bytes"); // of d.conf
-        QTest::addColumn<QString>("load"); // the name loaded from the folder
-        QTest::addColumn<bool>("loads");
-        const QString file = QStringLiteral("d.conf");
-        QTest::newRow("well formed") << Definition << file << true;
-        QTest::newRow("utf-8 bom") << QByteArray("\xEF\xBB\xBF<lrfmt Caption=\"A\xC3\xB1o\"/>") << file
-                                   << true;
-        QTest::newRow("not well formed") << QByteArray("<lrfmt><Columns></lrfmt>") << file << false;
-        QTest::newRow("repeated attribute") << QByteArray("<lrfmt Key=\"a\" Key=\"b\"/>") << file << false;
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::newRow("not well formed") << QByteArray("<lrfmt><Columns></lrfmt>");
+        QTest::newRow("repeated attribute") << QByteArray("<lrfmt Key=\"a\" Key=\"b\"/>");
         QTest::newRow("repeated attribute deep")
-            << QByteArray("<lrfmt><Columns><c w=\"1\" w=\"2\"/></Columns></lrfmt>") << file << false;
-        QTest::newRow("invalid utf-8") << QByteArray("<lrfmt Caption=\"\xC3\x28\"/>") << file << false;
-        QTest::newRow("empty") << QByteArray() << file << false;
-        QTest::newRow("too big") << "<lrfmt Caption=\"" + QByteArray(xml::Document::MaxFileSize, 'x') + "\"/>"
-                                 << file << false;
-        QTest::newRow("missing") << Definition << QStringLiteral("none.conf") << false;
-        QTest::newRow("a folder") << Definition << QString() << false;
+            << QByteArray("<lrfmt><Columns><c w=\"1\" w=\"2\"/></Columns></lrfmt>");
+        QTest::newRow("invalid utf-8") << QByteArray("<lrfmt Caption=\"\xC3\x28\"/>");
+        QTest::newRow("empty") << QByteArray();
+        QTest::newRow("too big") << "<lrfmt Caption=\"" + QByteArray(xml::Document::MaxFileSize, 'x')
+                + "\"/>";
     }
 
-    void loadRules()
+    // A file that cannot be read as a definition is refused, and errorText says why.
+    void loadRefusals()
     {
         QFETCH(QByteArray, bytes);
-        QFETCH(QString, load);
-        QFETCH(bool, loads);
-        definitionFile(bytes);
         xml::Document doc;
-        QCOMPARE(doc.load(load.isEmpty() ? dir.path() : dir.filePath(load)), loads);
-        QCOMPARE(doc.errorText().isEmpty(), loads);
+        QVERIFY(!doc.load(writeBytes(dir.filePath(u"d.conf"_s), bytes)));
+        QVERIFY(!doc.errorText().isEmpty());
     }
 
     void lookupsAndMissingNodes()
     {
         xml::Document doc;
-        QVERIFY(doc.load(definitionFile()));
+        // A missing file, or a folder, is refused like an unreadable one.
+        QVERIFY(!doc.load(dir.filePath(u"none.conf"_s)) && !doc.errorText().isEmpty());
+        QVERIFY(!doc.load(dir.path()) && !doc.errorText().isEmpty());
+        QVERIFY(doc.load(writeBytes(dir.filePath(u"d.conf"_s), Definition)));
         XmlHelper &h = xmlHelper();
-        const xml::Node lrfmt = h.FindNode(QStringLiteral("lrfmt"), doc.childNodes());
-        QCOMPARE(h.GetAttribute(lrfmt, QStringLiteral("Caption")), QStringLiteral("Facturas"));
-        QCOMPARE(h.GetAttribute(lrfmt, QStringLiteral("ListSQLSource")),
-            QStringLiteral("select * from f where a < 3"));
-        QCOMPARE(h.GetAttribute(lrfmt, QStringLiteral("Nothing")), QString());
+        const xml::Node lrfmt = h.FindNode(u"lrfmt"_s, doc.childNodes());
+        QCOMPARE((QStringList { h.GetAttribute(lrfmt, u"Caption"_s),
+                     h.GetAttribute(lrfmt, u"ListSQLSource"_s), h.GetAttribute(lrfmt, u"Nothing"_s) }),
+            (QStringList { "Facturas", "select * from f where a < 3", "" }));
         // Comments are not columns.
-        const xml::Node columns = h.FindNode(QStringLiteral("Columns"), childNodesOf(lrfmt));
-        QCOMPARE(childNodesOf(columns).size(), size_t(1));
-        QCOMPARE(xmlOf(h.FindNode(QStringLiteral("Tabs"), childNodesOf(lrfmt))), QStringLiteral("<Tabs/>"));
+        QCOMPARE(childNodesOf(h.FindNode(u"Columns"_s, childNodesOf(lrfmt))).size(), size_t(1));
+        QCOMPARE(xmlOf(h.FindNode(u"Tabs"_s, childNodesOf(lrfmt))), u"<Tabs/>"_s);
         // A missing element is an empty node; every use of it is Failure 91.
-        const xml::Node filters = h.FindNode(QStringLiteral("Filters"), childNodesOf(lrfmt));
+        const xml::Node filters = h.FindNode(u"Filters"_s, childNodesOf(lrfmt));
         QVERIFY(filters.isNull());
-        const std::function<void()> uses[] = { [&] { h.GetAttribute(filters, QStringLiteral("x")); },
-            [&] { h.SetAttribute(QStringLiteral("x"), QString(), filters); }, [&] { childNodesOf(filters); },
-            [&] { parentOf(filters); }, [&] { xmlOf(filters); } };
+        const std::function<void()> uses[]
+            = { [&] { h.GetAttribute(filters, u"x"_s); }, [&] { h.SetAttribute(u"x"_s, QString(), filters); },
+                  [&] { childNodesOf(filters); }, [&] { parentOf(filters); }, [&] { xmlOf(filters); } };
         for (const auto &use : uses)
             QCOMPARE(failureOf(use).number(), FailureNumber::ObjectNotSet);
     }
 
+    // An edit of the root, then one of the column after it, which the first moved: each writes through
+    // to the file, changes only its value's bytes however the file quotes or encodes them, and keeps the
+    // file's permissions.
     void setAttributeChangesOnlyThatValue_data()
     {
-        QTest::addColumn<QString>("attribute");
+        QTest::addColumn<QByteArray>("bom"); // the file is Definition, in UTF-16 after FF FE, else UTF-8
+        QTest::addColumn<QString>("attribute"); // of the root; the column's ColWidth becomes 30
         QTest::addColumn<QString>("value");
-        QTest::addColumn<QByteArray>("expected");
-        const auto edited
-            = [](const char *from, const char *to) { return QByteArray(Definition).replace(from, to); };
+        QTest::addColumn<QByteArray>("meanwhile"); // another writer's file after the load; empty for none
+        QTest::addColumn<QByteArray>("expected"); // in UTF-8
+        const auto edited = [](const char *from, const char *to) {
+            return QByteArray(Definition).replace(from, to).replace("ColWidth=\"25\"", "ColWidth=\"30\"");
+        };
+        const QByteArray none, utf8, pedidos = QByteArray(Definition).replace("Facturas", "Pedidos");
         // clang-format off
-        QTest::newRow("double quoted")
-            << "ListMaxLineas" << "250" << edited("ListMaxLineas=\"1000\"", "ListMaxLineas=\"250\"");
-        QTest::newRow("empty") << "ListMaxLineas" << "" << edited("ListMaxLineas=\"1000\"", "ListMaxLineas=\"\"");
-        QTest::newRow("single quoted with quote") << "Caption" << "O'Brien & \"hijos\""
+        QTest::newRow("double quoted") << utf8 << "ListMaxLineas" << "250" << none
+            << edited("ListMaxLineas=\"1000\"", "ListMaxLineas=\"250\"");
+        QTest::newRow("empty") << utf8 << "ListMaxLineas" << "" << none
+            << edited("ListMaxLineas=\"1000\"", "ListMaxLineas=\"\"");
+        QTest::newRow("single quoted with quote") << utf8 << "Caption" << "O'Brien & \"hijos\"" << none
             << edited("Caption='Facturas'", "Caption='O&apos;Brien &amp; \"hijos\"'");
-        QTest::newRow("missing attribute is added")
-            << "Extra" << "1"
-            << edited("ListSQLSource=\"select * from f where a &lt; 3\">",
-                   "ListSQLSource=\"select * from f where a &lt; 3\" Extra=\"1\">");
+        QTest::newRow("not ascii") << utf8 << "Caption" << "Facturas emitidas en el año" << none
+            << edited("Caption='Facturas'", "Caption='Facturas emitidas en el a\xC3\xB1o'");
+        QTest::newRow("missing attribute is added") << utf8 << "Extra" << "1" << none
+            << edited("a &lt; 3\">", "a &lt; 3\" Extra=\"1\">");
+        QTest::newRow("utf-8 with bom") << QByteArray("\xEF\xBB\xBF") << "Caption" << "Año" << none
+            << edited("Caption='Facturas'", "Caption='A\xC3\xB1o'");
+        QTest::newRow("utf-16") << QByteArray("\xFF\xFE") << "Caption" << "Año" << none
+            << edited("Caption='Facturas'", "Caption='A\xC3\xB1o'");
+        // Both edits are refused; the other writer's change survives.
+        QTest::newRow("changed since the load") << utf8 << "ListMaxLineas" << "5" << pedidos << pedidos;
         // clang-format on
     }
 
     void setAttributeChangesOnlyThatValue()
     {
+        QFETCH(QByteArray, bom);
         QFETCH(QString, attribute);
         QFETCH(QString, value);
-        const QString path = definitionFile();
+        QFETCH(QByteArray, meanwhile);
+        QFETCH(QByteArray, expected);
+        const auto encoded = [&](const QByteArray &text) {
+            return bom
+                + (bom == "\xFF\xFE"
+                        ? QByteArray(QStringEncoder(QStringEncoder::Utf16LE).encode(QString::fromUtf8(text)))
+                        : text);
+        };
+        const QString path = writeBytes(dir.filePath(u"d.conf"_s), encoded(Definition));
         QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup);
         const QFile::Permissions before = QFile::permissions(path);
         xml::Document doc;
-        QVERIFY(doc.load(path));
-        xmlHelper().SetAttribute(attribute, value, doc.firstChild());
-        QTEST(readBytes(path), "expected");
+        QVERIFY(doc.load(path) && doc.errorText().isEmpty());
+        if (!meanwhile.isEmpty())
+            writeBytes(path, encoded(meanwhile));
+        const int refused = meanwhile.isEmpty() ? 0 : FailureNumber::PathFileAccessError;
+        QCOMPARE(failureOf([&] { xmlHelper().SetAttribute(attribute, value, doc.firstChild()); }).number(),
+            refused);
+        QCOMPARE(
+            failureOf([&] { xmlHelper().SetAttribute(u"ColWidth"_s, u"30"_s, firstColumn(doc)); }).number(),
+            refused);
+        QCOMPARE(readBytes(path), encoded(expected));
         QCOMPARE(QFile::permissions(path), before);
         xml::Document again;
         QVERIFY(again.load(path));
-        QCOMPARE(xmlHelper().GetAttribute(again.firstChild(), attribute), value);
-    }
-
-    void secondEditOnTheSameDocumentLandsInPlace()
-    {
-        const QString path = definitionFile();
-        xml::Document doc;
-        QVERIFY(doc.load(path));
-        const xml::Node lrfmt = doc.firstChild();
-        const xml::Node column
-            = childNodesOf(xmlHelper().FindNode(QStringLiteral("Columns"), childNodesOf(lrfmt))).front();
-        xmlHelper().SetAttribute(
-            QStringLiteral("Caption"), QStringLiteral("Facturas emitidas en el año"), lrfmt);
-        xmlHelper().SetAttribute(QStringLiteral("ColWidth"), QStringLiteral("30"), column);
-        QCOMPARE(readBytes(path),
-            QByteArray(Definition)
-                .replace("Caption='Facturas'", "Caption='Facturas emitidas en el a\xC3\xB1o'")
-                .replace("ColWidth=\"25\"", "ColWidth=\"30\""));
-    }
-
-    void utf16FileStaysUtf16()
-    {
-        const QString path
-            = definitionFile(utf16(QStringLiteral("<lrfmt Caption=\"Año\" ListMaxLineas=\"10\"/>")));
-        xml::Document doc;
-        QVERIFY(doc.load(path));
-        QCOMPARE(
-            xmlHelper().GetAttribute(doc.firstChild(), QStringLiteral("Caption")), QStringLiteral("Año"));
-        xmlHelper().SetAttribute(QStringLiteral("ListMaxLineas"), QStringLiteral("7"), doc.firstChild());
-        QCOMPARE(readBytes(path), utf16(QStringLiteral("<lrfmt Caption=\"Año\" ListMaxLineas=\"7\"/>")));
-    }
-
-    void fileChangedSinceLoadIsRefused()
-    {
-        const QString path = definitionFile();
-        xml::Document doc;
-        QVERIFY(doc.load(path));
-        const QByteArray edited = QByteArray(Definition).replace("Facturas", "Pedidos");
-        definitionFile(edited);
-        const Failure failure = failureOf([&] {
-            xmlHelper().SetAttribute(QStringLiteral("ListMaxLineas"), QStringLiteral("5"), doc.firstChild());
-        });
-        QCOMPARE(failure.number(), FailureNumber::PathFileAccessError);
-        QCOMPARE(readBytes(path), edited); // the other writer's change survives
+        if (!refused)
+            QCOMPARE((QStringList { xmlHelper().GetAttribute(again.firstChild(), attribute),
+                         xmlHelper().GetAttribute(firstColumn(again), u"ColWidth"_s) }),
+                (QStringList { value, u"30"_s }));
     }
 
     void wholeNumbers_data()
@@ -218,8 +190,8 @@ private Q_SLOTS:
 
     void plainDigitsPattern()
     {
-        const QStringList texts { formatPlainDigits(250), formatPlainDigits(0), formatPlainDigits(1234567) };
-        QCOMPARE(texts, (QStringList { "250", "", "1234567" }));
+        QCOMPARE((QStringList { formatPlainDigits(250), formatPlainDigits(0), formatPlainDigits(1234567) }),
+            (QStringList { "250", "", "1234567" }));
     }
 };
 

@@ -5,43 +5,55 @@
 #include "support/FailureOf.h"
 #include "support/Scripted.h"
 
-#include <QObject>
-#include <QThread>
 #include <QtTest>
 
-#include <atomic>
+#include <thread>
 
 using namespace Brennvox10;
 
-using Setup = std::function<void()>;
-// What a reporter on another machine may fail with: no number of ours.
-constexpr qint32 RpcServerUnavailable = -2147023174;
-Q_DECLARE_METATYPE(Setup)
+// What a step does on each attempt; it may add to the trace.
+using Action = std::function<void(QStringList &trace)>;
+Q_DECLARE_METATYPE(Action)
+using Answers = QList<qint16>;
+Q_DECLARE_METATYPE(ErrorReporterFactory)
+
+namespace {
+// Fails with Failure 13 `times` times, or always if -1.
+Action mismatch(int times = -1)
+{
+    return [times](QStringList &) mutable {
+        if (times < 0 || times-- > 0)
+            throw failureFor(FailureNumber::TypeMismatch, QStringLiteral("Test"));
+    };
+}
+
+// A reporter on another machine may fail with a number that is none of ours.
+struct UnreachableReporter : ErrorReporter {
+    qint16 ReportError(qint32 &, QString &, QString &, QString &, qint16 &) override
+    {
+        throw Failure(-2147023174, {});
+    }
+};
+} // namespace
 
 class tst_Guard : public QObject {
     Q_OBJECT
 
-private:
     QObject control;
 
-    // A procedure of three steps whose middle one fails `failures` times (or always, if -1).
-    // Returns the trace of what ran.
-    QStringList runProcedure(int failures)
+    // Three steps a, b, c, run in a loop; b does `middle` after it is traced. Returns the trace.
+    QString runProcedure(const Action &middle)
     {
         QStringList trace;
-        int failed = 0;
         guarded(control, [&](Guard &g) {
-            g.step([&] { trace << QStringLiteral("first"); });
-            g.step([&] {
-                trace << QStringLiteral("middle");
-                if (failures < 0 || failed < failures) {
-                    ++failed;
-                    throw failureFor(FailureNumber::TypeMismatch, QStringLiteral("Test"));
-                }
-            });
-            g.step([&] { trace << QStringLiteral("last"); });
+            for (const char *name : { "a", "b", "c" })
+                g.step([&] {
+                    trace << QLatin1String(name);
+                    if (trace.last() == u"b")
+                        middle(trace);
+                });
         });
-        return trace;
+        return trace.join(QLatin1Char(' '));
     }
 
 private Q_SLOTS:
@@ -50,145 +62,84 @@ private Q_SLOTS:
 
     void answers_data()
     {
-        QTest::addColumn<int>("failures"); // of the middle step; -1 always
-        QTest::addColumn<QList<qint16>>("answers"); // then 2 (leave)
-        QTest::addColumn<QStringList>("trace");
-        const QString f = QStringLiteral("first"), m = QStringLiteral("middle"), l = QStringLiteral("last");
-        QTest::newRow("leave 2") << -1 << QList<qint16> { 2 } << QStringList { f, m };
-        QTest::newRow("leave 3") << -1 << QList<qint16> { 3 } << QStringList { f, m };
-        QTest::newRow("leave -1") << -1 << QList<qint16> { -1 } << QStringList { f, m };
-        QTest::newRow("skip") << -1 << QList<qint16> { 1 } << QStringList { f, m, l };
-        QTest::newRow("retry twice then skip")
-            << -1 << QList<qint16> { 0, 0, 1 } << QStringList { f, m, m, m, l };
-        QTest::newRow("retry then leave") << -1 << QList<qint16> { 0, 2 } << QStringList { f, m, m };
-        QTest::newRow("retry until it recovers")
-            << 2 << QList<qint16> { 0, 0 } << QStringList { f, m, m, m, l };
+        QTest::addColumn<Action>("middle");
+        QTest::addColumn<Answers>("answers"); // then 2 (leave); one report each
+        QTest::addColumn<QString>("trace");
+        QTest::addColumn<QString>("report"); // number, description, (source), control
+        const QString mismatched = QStringLiteral("13 Type mismatch (Test) ctlUnderTest");
+        for (const qint16 leave : { 2, 3, -1, 7 })
+            QTest::addRow("leave %d", leave) << mismatch() << Answers { leave } << "a b" << mismatched;
+        QTest::newRow("skip") << mismatch() << Answers { 1 } << "a b c" << mismatched;
+        QTest::newRow("retry, retry, skip") << mismatch() << Answers { 0, 0, 1 } << "a b b b c" << mismatched;
+        QTest::newRow("retry, leave") << mismatch() << Answers { 0, 2 } << "a b b" << mismatched;
+        QTest::newRow("recovers on retry") << mismatch(2) << Answers { 0, 0 } << "a b b b c" << mismatched;
+        QTest::newRow("standard exception")
+            << Action([](QStringList &) { throw std::runtime_error("on fire"); }) << Answers { 1 } << "a b c"
+            << QStringLiteral("-2147467259 on fire (Brennvox10) ctlUnderTest");
+        QTest::newRow("out of memory")
+            << Action([](QStringList &) { throw std::bad_alloc(); }) << Answers { 1 } << "a b c"
+            << QStringLiteral("7 Out of memory (Brennvox10) ctlUnderTest");
+        // Leaving a nested procedure (traced within b) leaves only that one.
+        QTest::newRow("nested procedure left")
+            << Action([this](QStringList &t) { t << runProcedure(mismatch()); }) << Answers { 2 }
+            << "a b a b c" << mismatched;
     }
 
     void answers()
     {
-        QFETCH(int, failures);
-        QFETCH(QList<qint16>, answers);
+        QFETCH(Action, middle);
+        QFETCH(Answers, answers);
+        QFETCH(QString, report);
         auto log = scriptReporter();
         log->answers.assign(answers.begin(), answers.end());
-
-        QTEST(runProcedure(failures), "trace");
-        QCOMPARE(log->reports.size(), answers.size());
-        for (const Report &r : log->reports) {
-            QCOMPARE(r.number, FailureNumber::TypeMismatch);
-            QCOMPARE(r.description, QStringLiteral("Type mismatch"));
-            QCOMPARE(r.source, QStringLiteral("Test"));
-            QCOMPARE(r.control, QStringLiteral("ctlUnderTest"));
-        }
-    }
-
-    void skipInsideALoopContinuesWithTheNextStatement()
-    {
-        auto log = scriptReporter(1);
-        QStringList seen;
-        guarded(control, [&](Guard &g) {
-            for (int i = 0; i < 3; ++i) {
-                g.step([&] {
-                    if (i == 1)
-                        throw failureFor(FailureNumber::InvalidUseOfNull);
-                    seen << QString::number(i);
-                });
-                g.step([&] { seen << QStringLiteral("after%1").arg(i); });
-            }
-        });
-        QCOMPARE(seen, (QStringList { "0", "after0", "after1", "2", "after2" }));
-        QCOMPARE(log->numbers(), QList<qint32> { FailureNumber::InvalidUseOfNull });
-    }
-
-    void standardExceptionsAreReportedAsFailures()
-    {
-        auto log = scriptReporter(1);
-        guarded(control, [&](Guard &g) {
-            g.step([] { throw std::runtime_error("disk on fire"); });
-            g.step([] { throw std::bad_alloc(); });
-        });
-        QCOMPARE(
-            log->numbers(), (QList<qint32> { FailureNumber::DatabaseError, FailureNumber::OutOfMemory }));
-        QCOMPARE(log->reports.at(0).description, QStringLiteral("disk on fire"));
-        QCOMPARE(log->reports.at(1).description, QStringLiteral("Out of memory"));
-    }
-
-    void nestedProcedureLeavesOnlyItself()
-    {
-        auto log = scriptReporter(2);
-        QStringList trace;
-        guarded(control, [&](Guard &g) {
-            g.step([&] {
-                guarded(control, [&](Guard &inner) {
-                    inner.step([] { throw failureFor(FailureNumber::TypeMismatch); });
-                    inner.step([&] { trace << QStringLiteral("inner after"); });
-                });
-            });
-            g.step([&] { trace << QStringLiteral("outer after"); });
-        });
-        QCOMPARE(trace, QStringList { "outer after" });
-        QCOMPARE(log->reports.size(), 1);
+        QTEST(runProcedure(middle), "trace");
+        QStringList reports;
+        for (const Report &r : log->reports)
+            reports << QStringLiteral("%1 %2 (%3) %4").arg(r.number).arg(r.description, r.source, r.control);
+        QCOMPARE(reports, QStringList(answers.size(), report));
     }
 
     // A reporter that cannot be had, or that fails itself, reaches the procedure's caller with its
     // own failure instead of the one it was to report.
     void reporterFailuresReachTheCaller_data()
     {
-        QTest::addColumn<Setup>("setup");
+        using namespace FailureNumber;
+        QTest::addColumn<ErrorReporterFactory>("factory");
         QTest::addColumn<int>("number");
-        const auto factory = [](ErrorReporterFactory f) {
-            return [f] {
-                installErrorReporter(nullptr);
-                registerErrorReporterClass(errorReporterClassId(), f);
-            };
-        };
-        QTest::newRow("factory fails") << Setup(factory([]() -> std::unique_ptr<ErrorReporter> {
-            throw failureFor(FailureNumber::CannotCreateObject, QStringLiteral("Registry"));
-        })) << FailureNumber::CannotCreateObject;
+        QTest::newRow("factory fails") << ErrorReporterFactory([]() -> std::unique_ptr<ErrorReporter> {
+            throw failureFor(CannotCreateObject, QStringLiteral("Registry"));
+        }) << CannotCreateObject;
         QTest::newRow("factory gives nothing")
-            << Setup(factory([] { return std::unique_ptr<ErrorReporter>(); }))
-            << FailureNumber::CannotCreateObject;
-        QTest::newRow("no factory") << Setup(factory({})) << FailureNumber::CannotCreateObject;
-        QTest::newRow("reporter throws") << Setup([] {
-            class Throwing : public ErrorReporter {
-                qint16 ReportError(qint32 &, QString &, QString &, QString &, qint16 &) override
-                {
-                    throw Failure(RpcServerUnavailable, QStringLiteral("The RPC server is unavailable."));
-                }
-            };
-            installErrorReporter(std::make_unique<Throwing>());
-        }) << RpcServerUnavailable;
+            << ErrorReporterFactory([] { return std::unique_ptr<ErrorReporter>(); }) << CannotCreateObject;
+        QTest::newRow("no factory") << ErrorReporterFactory() << CannotCreateObject;
+        QTest::newRow("reporter throws")
+            << ErrorReporterFactory([] { return std::make_unique<UnreachableReporter>(); }) << -2147023174;
     }
 
     void reporterFailuresReachTheCaller()
     {
-        QFETCH(Setup, setup);
-        setup();
-        QTEST(failureOf([&] { runProcedure(-1); }).number(), "number");
+        QFETCH(ErrorReporterFactory, factory);
+        installErrorReporter(nullptr);
+        registerErrorReporterClass(errorReporterClassId(), factory);
+        QTEST(failureOf([&] { runProcedure(mismatch()); }).number(), "number");
     }
 
     void reporterIsCreatedOncePerThread()
     {
         installErrorReporter(nullptr);
-        auto created = std::make_shared<std::atomic_int>(0);
+        auto created = std::make_shared<qsizetype>(0);
         auto log = std::make_shared<ReporterLog>();
-        log->defaultAnswer = 1;
         registerErrorReporterClass(errorReporterClassId(), [created, log] {
             ++*created;
             return std::make_unique<ScriptedReporter>(log);
         });
-        runProcedure(-1);
-        runProcedure(-1);
-        QCOMPARE(created->load(), 1);
-        QCOMPARE(log->reports.size(), 2);
-
+        runProcedure(mismatch());
+        runProcedure(mismatch());
+        // Reporters created, reports made.
+        QCOMPARE((QList<qsizetype> { *created, log->reports.size() }), (QList<qsizetype> { 1, 2 }));
         // Another thread gets an instance of its own.
-        QThread *t = QThread::create([&] { runProcedure(-1); });
-        t->start();
-        t->wait();
-        delete t;
-        QCOMPARE(created->load(), 2);
-        QCOMPARE(log->reports.size(), 3);
+        std::thread([&] { runProcedure(mismatch()); }).join();
+        QCOMPARE((QList<qsizetype> { *created, log->reports.size() }), (QList<qsizetype> { 2, 3 }));
     }
 };
 

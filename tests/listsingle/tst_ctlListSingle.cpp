@@ -19,32 +19,19 @@ class tst_ctlListSingle : public QObject {
     Q_OBJECT
 
     QTemporaryDir dir;
-    QString dbPath, confPath;
     std::shared_ptr<ReporterLog> reports;
     QStringList sql;
-
-    std::unique_ptr<ctlListSingle> makeList()
-    {
-        auto c = std::make_unique<ctlListSingle>();
-        c->lrConnectionString(QStringLiteral("Provider=SQLite;Data Source="));
-        c->lrDataSource(dbPath);
-        c->lrConfigFileName(confPath);
-        return c;
-    }
-
-    static ListView *view(ctlListSingle &c) { return c.findChild<ListView *>(QStringLiteral("ListView1")); }
+    std::unique_ptr<ctlListSingle> list; // connected to the test data
 
 private Q_SLOTS:
     void initTestCase()
     {
         QVERIFY(dir.isValid());
-        dbPath = dir.filePath(QStringLiteral("clientes.db"));
-        confPath = dir.filePath(QStringLiteral("clientes.conf"));
-        makeDatabase(dbPath,
-            { QStringLiteral("create table clientes (id INTEGER, nombre TEXT, zona TEXT)"),
-                QStringLiteral("insert into clientes values (7, 'Ana', 'Norte'), (42, 'Luis', 'Sur')") });
+        makeDatabase(dir.filePath(QStringLiteral("clientes.db")),
+            { "create table clientes (id INTEGER, nombre TEXT, zona TEXT)",
+                "insert into clientes values (7, 'Ana', 'Norte'), (42, 'Luis', 'Sur')" });
         // A Tabs element is ignored: no tab query runs and the query has no condition.
-        writeText(confPath,
+        writeText(dir.filePath(QStringLiteral("clientes.conf")),
             QStringLiteral("<lrfmt Key=\"id\" ListSQLSource=\"select * from clientes\" ListMaxLineas=\"100\">"
                            "<Columns><c ColWidth=\"50\" ColAligment=\"0\" ColFieldname=\"nombre\"/>"
                            "<c ColWidth=\"50\" ColAligment=\"0\" ColFieldname=\"zona\"/></Columns>"
@@ -60,42 +47,34 @@ private Q_SLOTS:
         scriptServices(dir.path());
         sql.clear();
         setQueryObserver([this](const QString &s) { sql << s; });
+        list = std::make_unique<ctlListSingle>();
+        list->lrConnectionString(QStringLiteral("Provider=SQLite;Data Source="));
+        list->lrDataSource(dir.filePath(QStringLiteral("clientes.db")));
+        list->lrConfigFileName(dir.filePath(QStringLiteral("clientes.conf")));
     }
 
     void cleanup() { setQueryObserver({}); }
 
-    void showmeRunsOnlyTheListQuery()
+    // Showme runs the list query alone. Every press, whatever its key, is one cmdClick with the
+    // selected key; the host's change to the key is lost, its change to the item kept. The filter
+    // from the dialog is then the query's only condition.
+    void queryCommandsAndFilter()
     {
-        auto c = makeList();
-        c->Showme();
+        list->Showme();
         QCOMPARE(sql, QStringList { "Select * from (select * from clientes)" });
-        QCOMPARE(rowTexts(*view(*c)), (QStringList { "T7|Ana|Norte", "T42|Luis|Sur" }));
-        QCOMPARE(c->lrTabFilter(0), QString());
-        QCOMPARE(c->lrTabFilter(1), QString());
-        QCOMPARE(failureOf([&] { c->lrTabFilter(2); }).number(), FailureNumber::SubscriptOutOfRange);
-        QCOMPARE(reports->numbers(), QList<qint32>());
-    }
+        QCOMPARE(rowTexts(*list->findChild<ListView *>()), (QStringList { "T7|Ana|Norte", "T42|Luis|Sur" }));
+        QCOMPARE(list->lrTabFilter(0) + list->lrTabFilter(1), QString());
+        QCOMPARE(failureOf([&] { list->lrTabFilter(2); }).number(), FailureNumber::SubscriptOutOfRange);
 
-    // Every press, whatever its key, is one cmdClick with the selected key; the host's change to the
-    // key is lost, its change to the item kept.
-    void commandsAndDoubleClicksRaiseCmdClick()
-    {
-        auto c = makeList();
-        c->Showme();
         QStringList raised;
-        connect(c.get(), &ctlListSingle::cmdClick, this, [&](QString &key, QString &item) {
-            raised << key + QLatin1Char('|') + item;
-            key = QStringLiteral("changed");
+        connect(list.get(), &ctlListSingle::cmdClick, this, [&](QString &key, QString &item) {
+            raised << std::exchange(key, QStringLiteral("changed")) + QLatin1Char('|') + item;
         });
-        auto *bar = c->findChild<QWidget *>(QStringLiteral("ctlMenu1"));
-        bar->findChild<QAbstractButton *>(QStringLiteral("cmdButtom(0)"))->click();
-        bar->findChild<QAbstractButton *>(QStringLiteral("cmdButtom(6)"))->click();
-        bar->findChild<QAbstractButton *>(QStringLiteral("cmdButtom(6)"))->click();
-
-        c->resize(c->sizeHint());
-        c->show();
-        QVERIFY(QTest::qWaitForWindowExposed(c.get()));
-        QTreeView *tree = view(*c)->treeView();
+        for (int button : { 0, 6, 6 })
+            list->findChild<QAbstractButton *>(QStringLiteral("cmdButtom(%1)").arg(button))->click();
+        list->show();
+        QVERIFY(QTest::qWaitForWindowExposed(list.get()));
+        QTreeView *tree = list->findChild<ListView *>()->treeView();
         // A double click as a mouse makes it: a click, then the double click.
         for (const QPoint at : { tree->visualRect(tree->model()->index(1, 0)).center(),
                  QPoint(5, tree->viewport()->height() - 5) }) {
@@ -103,45 +82,12 @@ private Q_SLOTS:
             QTest::mouseDClick(tree->viewport(), Qt::LeftButton, {}, at);
         }
         QCOMPARE(raised, (QStringList { "Add|", "Close|", "Close|", "Open|42" }));
-        QCOMPARE(c->lrSelectedKey(), QStringLiteral("42"));
-
-        connect(c.get(), &ctlListSingle::cmdClick, this,
+        QCOMPARE(list->lrSelectedKey(), QStringLiteral("42"));
+        connect(list.get(), &ctlListSingle::cmdClick, this,
             [](QString &, QString &item) { item = QStringLiteral("99"); });
-        bar->findChild<QAbstractButton *>(QStringLiteral("cmdButtom(1)"))->click();
-        QCOMPARE(c->lrSelectedKey(), QStringLiteral("99"));
-    }
+        list->findChild<QAbstractButton *>(QStringLiteral("cmdButtom(1)"))->click();
+        QCOMPARE(list->lrSelectedKey(), QStringLiteral("99"));
 
-    void layoutFollowsTheControlSize_data()
-    {
-        QTest::addColumn<float>("height");
-        QTest::addColumn<QRectF>("list");
-        QTest::addColumn<float>("stripTop");
-        QTest::newRow("design size") << 5235.0f << QRectF(100, 100, 6665, 4330) << 4430.0f;
-        QTest::newRow("taller") << 6235.0f << QRectF(100, 100, 6665, 5330) << 5430.0f;
-    }
-
-    void layoutFollowsTheControlSize()
-    {
-        QFETCH(float, height);
-        QFETCH(QRectF, list);
-        QFETCH(float, stripTop);
-        ctlListSingle c;
-        setTwipsSize(&c, 8250, height);
-        QCOMPARE(twipsGeometry(view(c)), list);
-        QCOMPARE(float(twipsGeometry(c.findChild<QWidget *>(QStringLiteral("Picture1"))).top()), stripTop);
-        QCOMPARE(
-            twipsGeometry(c.findChild<QWidget *>(QStringLiteral("ctlMenu1"))), QRectF(6815, 195, 1335, 4620));
-        QCOMPARE(reports->numbers(), QList<qint32>());
-        // Less than the status strip and 500 twips high leaves the list no room: reported.
-        setTwipsSize(&c, 8250, 800);
-        QCOMPARE(reports->numbers(), QList<qint32> { FailureNumber::InvalidPropertyValue });
-    }
-
-    void filterJoinsTheQueryAsAWhereClause()
-    {
-        auto c = makeList();
-        c->Showme();
-        sql.clear();
         QTimer::singleShot(0, this, [] {
             if (frmdlgFilter *form = frmdlgFilter::loaded())
                 form->findChild<QAbstractButton *>(QStringLiteral("OKButton"))->click();
@@ -149,11 +95,38 @@ private Q_SLOTS:
         // A dialog left open by a fault must not hang the test.
         QTimer::singleShot(2000, this, [] { frmdlgFilter::Unload(); });
         QTest::mouseClick(
-            c->findChild<QWidget *>(QStringLiteral("Label2")), Qt::LeftButton, {}, QPoint(5, 5));
+            list->findChild<QWidget *>(QStringLiteral("Label2")), Qt::LeftButton, {}, QPoint(5, 5));
         QVERIFY(!frmdlgFilter::loaded());
         QCOMPARE(sql.last(),
             QStringLiteral("Select * from (select * from clientes) where (zona='Sur'  and zona='Sur' )"));
-        QCOMPARE(rowTexts(*view(*c)), QStringList { "T42|Luis|Sur" });
+        QCOMPARE(rowTexts(*list->findChild<ListView *>()), QStringList { "T42|Luis|Sur" });
+        QCOMPARE(reports->numbers(), QList<qint32>());
+    }
+
+    void layoutFollowsTheControlSize_data()
+    {
+        QTest::addColumn<float>("height");
+        QTest::addColumn<QList<QRectF>>("rects"); // the list, the status strip, the command bar
+        // clang-format off
+        QTest::newRow("design size") << 5235.0f << QList<QRectF> { QRectF(100, 100, 6665, 4330),
+            QRectF(0, 4430, 8250, 405), QRectF(6815, 195, 1335, 4620) };
+        QTest::newRow("taller") << 6235.0f << QList<QRectF> { QRectF(100, 100, 6665, 5330),
+            QRectF(0, 5430, 8250, 405), QRectF(6815, 195, 1335, 4620) };
+        // clang-format on
+    }
+
+    void layoutFollowsTheControlSize()
+    {
+        QFETCH(float, height);
+        QFETCH(QList<QRectF>, rects);
+        setTwipsSize(list.get(), 8250, height);
+        QList<QRectF> shown;
+        for (const char *name : { "ListView1", "Picture1", "ctlMenu1" })
+            shown << twipsGeometry(list->findChild<QWidget *>(QLatin1String(name)));
+        QCOMPARE(shown, rects);
+        // Less than the status strip and 500 twips high leaves the list no room: reported, and only then.
+        setTwipsSize(list.get(), 8250, 800);
+        QCOMPARE(reports->numbers(), QList<qint32> { FailureNumber::InvalidPropertyValue });
     }
 };
 

@@ -1,8 +1,11 @@
-#include <Brennvox10/Failure.h>
+// The command bar: what each button shows and raises, how the shown ones stack, and what
+// ConfigureButton and mnuType change.
+
 #include <Brennvox10/clsButton.h>
 #include <Brennvox10/ctlMenu.h>
 
 #include "platform/widgets/Twips.h"
+#include "support/FailureOf.h"
 
 #include <QDir>
 #include <QIcon>
@@ -10,224 +13,154 @@
 #include <QToolButton>
 
 #include <memory>
+#include <utility>
 
 using namespace Brennvox10;
 using namespace Qt::StringLiterals;
 
 using Tops = QList<float>;
+using Ints = QList<int>;
 const Tops StackedTops { 0, 640, 1280, 1920, 2560, 3200, 3840 };
-
-static clsButton descriptor(bool visible, const QString &caption = QString(), const QString &key = QString())
-{
-    clsButton b;
-    b.Visible(visible);
-    b.Caption(caption);
-    b.CmdKey(key);
-    return b;
-}
+// Each button's caption and command key as built.
+const QStringList Faces { u"Adicionar Add"_s, u"Abrir Open"_s, u"Eliminar Del"_s, u"Anular Anular"_s,
+    u"Imprimir Print"_s, u"Recodificar Recodificar"_s, u"Cerrar Close"_s };
 
 class tst_ctlMenu : public QObject {
     Q_OBJECT
 
     std::unique_ptr<ctlMenu> bar;
+    QString clicked; // the keys cmdClick raised
 
-    QToolButton *button(int index) const
+    QToolButton *button(int i) const { return bar->findChild<QToolButton *>(u"cmdButtom(%1)"_s.arg(i)); }
+    // Each button as "caption key": the key a real click raises, or "hidden".
+    QStringList faces()
     {
-        return bar->findChild<QToolButton *>(u"cmdButtom(%1)"_s.arg(index));
+        QStringList out;
+        for (int i = 0; i < 7; ++i) {
+            clicked.clear();
+            QTest::mouseClick(button(i), Qt::LeftButton);
+            out << button(i)->text() + u' ' + (button(i)->isVisible() ? clicked : u"hidden"_s);
+        }
+        return out;
     }
-    Tops tops() const
-    {
-        Tops t;
-        for (int i = 0; i < 7; ++i)
-            t << float(twipsGeometry(button(i)).top());
-        return t;
-    }
-    // The keys a real click on button index raises, joined; empty when nothing is raised. The handler
-    // overwrites its key, which must change nothing for any later click.
-    QString press(int index)
-    {
-        QStringList keys;
-        const auto c = connect(bar.get(), &ctlMenu::cmdClick, this, [&](QString &k) {
-            keys << k;
-            k = u"Hacked"_s;
-        });
-        QTest::mouseClick(button(index), Qt::LeftButton);
-        disconnect(c);
-        return keys.join(u'|');
-    }
-    void hide(int index) { bar->ConfigureButton(qint16(index), descriptor(false)); }
 
 private Q_SLOTS:
     void init()
     {
         bar = std::make_unique<ctlMenu>();
+        // The handler overwrites its key, which must change nothing for any later click.
+        connect(bar.get(), &ctlMenu::cmdClick, this,
+            [this](QString &k) { clicked += std::exchange(k, u"Hacked"_s); });
         bar->show();
         QVERIFY(QTest::qWaitForWindowExposed(bar.get()));
     }
-    void cleanup() { bar.reset(); }
 
-    void createdButtons_data()
+    // Hiding buttons one by one (or setting menu types), then maybe one more ConfigureButton call:
+    // what each button then shows, where, and at any width.
+    void buttons_data()
     {
-        QTest::addColumn<int>("index");
-        QTest::addColumn<QString>("caption");
-        QTest::addColumn<QString>("key");
-        const QStringList captions { u"Adicionar"_s, u"Abrir"_s, u"Eliminar"_s, u"Anular"_s, u"Imprimir"_s,
-            u"Recodificar"_s, u"Cerrar"_s };
-        const QStringList keys { u"Add"_s, u"Open"_s, u"Del"_s, u"Anular"_s, u"Print"_s, u"Recodificar"_s,
-            u"Close"_s };
-        for (int i = 0; i < 7; ++i)
-            QTest::newRow(qPrintable(captions[i])) << i << captions[i] << keys[i];
-    }
-
-    void createdButtons()
-    {
-        QFETCH(int, index);
-        QCOMPARE(twips::clientSize(bar.get()), QSizeF(1335, 4500));
-        QCOMPARE(bar->size(), QSize(89, 300));
-        QToolButton *b = button(index);
-        QVERIFY(b);
-        QTEST(b->text(), "caption");
-        QVERIFY(b->isVisible() && b->isEnabled());
-        QCOMPARE(b->toolButtonStyle(), Qt::ToolButtonTextUnderIcon);
-        QCOMPARE(b->iconSize(), QSize(16, 16));
-        QCOMPARE(twipsGeometry(b), QRectF(0, StackedTops[index], 1335, 630));
-        QCOMPARE(b->geometry(), QRect(0, qRound(StackedTops[index] / 15), 89, 42));
-        QTEST(press(index), "key");
-    }
-
-    void shownButtonsStack_data()
-    {
-        QTest::addColumn<QList<int>>("hidden");
-        QTest::addColumn<QList<int>>("types"); // when empty, the hidden buttons are hidden one by one
-        QTest::addColumn<Tops>("expected");
+        using FailureNumber::ControlArrayElementMissing;
+        QTest::addColumn<Ints>("hidden");
+        QTest::addColumn<Ints>("types"); // when empty, the hidden buttons are hidden one by one
+        QTest::addColumn<QString>("call"); // "index|caption|key"; index alone: no descriptor
+        QTest::addColumn<int>("failure"); // of the call
+        QTest::addColumn<Tops>("tops");
+        QTest::addColumn<QString>("face"); // of the called button; empty when the call must change nothing
         const Tops withoutVoid { 0, 640, 1280, 1920, 1920, 3200, 2560 };
-        const QList<int> none;
-        QTest::newRow("first") << QList<int> { 0 } << none << Tops { 0, 0, 640, 1280, 1920, 2560, 3200 };
-        QTest::newRow("third") << QList<int> { 2 } << none << Tops { 0, 640, 1280, 1280, 1920, 2560, 3200 };
-        QTest::newRow("last") << QList<int> { 6 } << none << StackedTops;
-        // Each hidden button keeps the top it had when it was hidden.
-        QTest::newRow("void, then recode")
-            << QList<int> { 3, 5 } << none << Tops { 0, 640, 1280, 1920, 1920, 2560, 2560 };
-        QTest::newRow("all but last") << QList<int> { 0, 1, 2, 3, 4, 5 } << none << Tops(7, 0);
-        QTest::newRow("type 1") << QList<int> { 3, 5 } << QList<int> { 1 } << withoutVoid;
-        QTest::newRow("type 1, then 0") << none << QList<int> { 1, 0 } << StackedTops;
-        QTest::newRow("type 2") << none << QList<int> { 2 } << StackedTops;
-        QTest::newRow("type -1, then 1") << QList<int> { 3, 5 } << QList<int> { -1, 1 } << withoutVoid;
-    }
-
-    void shownButtonsStack()
-    {
-        QFETCH(QList<int>, hidden);
-        QFETCH(QList<int>, types);
-        QFETCH(Tops, expected);
-        // The buttons' own state decides the stack, even when the host has disabled the whole bar.
-        bar->setEnabled(false);
-        for (int i : types.isEmpty() ? hidden : QList<int>())
-            hide(i);
-        for (int t : types)
-            bar->mnuType(qint16(t));
-        QCOMPARE(int(bar->mnuType()), types.isEmpty() ? 0 : types.last());
-        QCOMPARE(tops(), expected);
-        // A resize then fits every button to the width, hidden ones too, and keeps every top, even one
-        // set by hand.
-        twips::setTop(button(6), 5000);
-        for (const float width : { 899.5f, 2000.0f }) {
-            setTwipsSize(bar.get(), width, 4500);
-            for (int i = 0; i < 7; ++i) {
-                const float top = i == 6 ? 5000 : expected[i];
-                QCOMPARE(twipsGeometry(button(i)), QRectF(0, top, width, 630));
-                QCOMPARE(button(i)->geometry(), QRect(0, qRound(top / 15), qRound(width / 15), 42));
-            }
-        }
-        for (int i = 0; i < 7; ++i) {
-            QCOMPARE(button(i)->isVisible(), !hidden.contains(i));
-            QCOMPARE(button(i)->isEnabledTo(bar.get()), !hidden.contains(i));
-        }
-    }
-
-    void configuredButton_data()
-    {
-        QTest::addColumn<int>("index");
-        QTest::addColumn<bool>("hiddenFirst");
-        QTest::addColumn<QString>("caption");
-        QTest::addColumn<QString>("cmdKey");
-        QTest::addColumn<QString>("expectedCaption");
-        QTest::addColumn<QString>("expectedKey");
+        const Tops moved { 0, 5000, 1280, 1920, 2560, 3200, 3840 }; // by hand, before the call
+        const Ints no;
         // clang-format off
-        QTest::newRow("shown, new caption") << 2 << true << "Suprimir" << "" << "Suprimir" << "Del";
-        QTest::newRow("shown, empty descriptor") << 4 << true << "" << "" << "Imprimir" << "Print";
-        QTest::newRow("shown, both") << 0 << true << "Nuevo" << "New" << "Nuevo" << "New";
-        QTest::newRow("re-keyed") << 2 << false << "" << "Borrar" << "Eliminar" << "Borrar";
+        QTest::newRow("first") << Ints { 0 } << no << "" << 0
+                               << Tops { 0, 0, 640, 1280, 1920, 2560, 3200 } << "";
+        QTest::newRow("third") << Ints { 2 } << no << "" << 0
+                               << Tops { 0, 640, 1280, 1280, 1920, 2560, 3200 } << "";
+        QTest::newRow("last") << Ints { 6 } << no << "" << 0 << StackedTops << "";
+        // Each hidden button keeps the top it had when it was hidden.
+        QTest::newRow("void, then recode") << Ints { 3, 5 } << no << "" << 0
+                                           << Tops { 0, 640, 1280, 1920, 1920, 2560, 2560 } << "";
+        QTest::newRow("all but last") << Ints { 0, 1, 2, 3, 4, 5 } << no << "" << 0 << Tops(7, 0) << "";
+        QTest::newRow("type 1") << Ints { 3, 5 } << Ints { 1 } << "" << 0 << withoutVoid << "";
+        QTest::newRow("type 1, then 0") << no << Ints { 1, 0 } << "" << 0 << StackedTops << "";
+        QTest::newRow("type 2") << no << Ints { 2 } << "" << 0 << StackedTops << "";
+        QTest::newRow("type -1, then 1") << Ints { 3, 5 } << Ints { -1, 1 } << "" << 0 << withoutVoid << "";
+        QTest::newRow("show, new caption") << Ints { 2 } << no << "2|Suprimir|" << 0 << StackedTops
+                                           << "Suprimir Del";
+        QTest::newRow("show, no texts") << Ints { 4 } << no << "4||" << 0 << StackedTops << "Imprimir Print";
+        QTest::newRow("show, both") << Ints { 0 } << no << "0|Nuevo|New" << 0 << StackedTops << "Nuevo New";
+        QTest::newRow("re-keyed") << no << no << "2||Borrar" << 0 << StackedTops << "Eliminar Borrar";
+        QTest::newRow("index 7") << no << no << "7|Otro|Other" << 0 << moved << "";
+        QTest::newRow("highest index") << no << no << "32767|Otro|Other" << 0 << moved << "";
+        QTest::newRow("no descriptor") << no << no << "0" << 0 << moved << "";
+        QTest::newRow("no descriptor, negative index") << no << no << "-1" << 0 << moved << "";
+        QTest::newRow("-1") << no << no << "-1|Otro|Other" << ControlArrayElementMissing << moved << "";
+        QTest::newRow("lowest") << no << no << "-32768|Otro|Other" << ControlArrayElementMissing << moved
+                                << "";
         // clang-format on
     }
 
-    void configuredButton()
+    void buttons()
     {
-        QFETCH(int, index);
-        QFETCH(bool, hiddenFirst);
-        QFETCH(QString, caption);
-        QFETCH(QString, cmdKey);
-        if (hiddenFirst) {
-            hide(index);
-            QCOMPARE(twipsGeometry(button(index + 1)).top(), StackedTops[index]);
-        }
-        QVERIFY(!bar->ConfigureButton(qint16(index), descriptor(true, caption, cmdKey)).isValid());
-        QCOMPARE(tops(), StackedTops);
-        QVERIFY(button(index)->isVisible() && button(index)->isEnabled());
-        QTEST(button(index)->text(), "expectedCaption");
-        QTEST(press(index), "expectedKey");
-        // Again: the first click's handler overwrote its copy of the key.
-        QTEST(press(index), "expectedKey");
-        QCOMPARE(press(index == 0 ? 1 : 0), index == 0 ? u"Open"_s : u"Add"_s);
-    }
-
-    void ignoredOrFailedCallsChangeNothing_data()
-    {
-        QTest::addColumn<int>("index");
-        QTest::addColumn<bool>("withDescriptor");
-        QTest::addColumn<int>("failure");
-        QTest::newRow("index 7") << 7 << true << 0;
-        QTest::newRow("highest index") << 32767 << true << 0;
-        QTest::newRow("no descriptor") << 0 << false << 0;
-        QTest::newRow("no descriptor, negative index") << -1 << false << 0;
-        QTest::newRow("-1") << -1 << true << FailureNumber::ControlArrayElementMissing;
-        QTest::newRow("lowest") << -32768 << true << FailureNumber::ControlArrayElementMissing;
-    }
-
-    void ignoredOrFailedCallsChangeNothing()
-    {
-        QFETCH(int, index);
-        QFETCH(bool, withDescriptor);
+        QFETCH(Ints, hidden);
+        QFETCH(Ints, types);
+        QFETCH(QString, call);
+        const QStringList args = call.split(u'|');
         QFETCH(int, failure);
-        // A top moved by hand shows whether the buttons were restacked.
-        twips::setTop(button(1), 5000);
-        const clsButton b = descriptor(false, u"Otro"_s, u"Other"_s);
-        Failure caught(0, QString());
-        try {
-            QVERIFY(!bar->ConfigureButton(qint16(index), withDescriptor ? &b : nullptr).isValid());
-        } catch (const Failure &f) {
-            caught = f;
+        QFETCH(Tops, tops);
+        QFETCH(QString, face);
+        // The buttons' own state decides the stack, even when the host has disabled the whole bar.
+        bar->setEnabled(false);
+        clsButton b;
+        b.Visible(false);
+        for (int i : types.isEmpty() ? hidden : Ints())
+            bar->ConfigureButton(qint16(i), b);
+        for (int t : types)
+            bar->mnuType(qint16(t));
+        bar->setEnabled(true);
+        QCOMPARE(int(bar->mnuType()), types.isEmpty() ? 0 : types.last());
+        if (!call.isEmpty()) {
+            // A top moved by hand shows whether the buttons were restacked.
+            twips::setTop(button(1), 5000);
+            // A descriptor that must be ignored would hide its button.
+            b.Visible(!face.isEmpty());
+            b.Caption(args.value(1));
+            b.CmdKey(args.value(2));
+            const clsButton *given = args.size() > 1 ? &b : nullptr;
+            const Failure caught
+                = failureOf([&] { QVERIFY(!bar->ConfigureButton(args[0].toShort(), given).isValid()); });
+            QCOMPARE(caught.number(), failure);
+            QCOMPARE(caught.description(), failure ? failureFor(failure).description() : QString());
         }
-        QCOMPARE(caught.number(), failure);
-        if (failure)
-            QCOMPARE(caught.description(), failureFor(failure).description());
-        QCOMPARE(twipsGeometry(button(1)).top(), 5000.0);
-        for (int i = 0; i < 7; ++i)
-            QVERIFY(button(i)->isVisible() && button(i)->isEnabled());
-        QCOMPARE(button(0)->text(), u"Adicionar"_s);
-        QCOMPARE(press(0), u"Add"_s);
+        QStringList faces = Faces;
+        for (int i : hidden)
+            faces[i] = faces[i].section(u' ', 0, 0) + u" hidden"_s;
+        if (!face.isEmpty())
+            faces[args[0].toInt()] = face;
+        // Twice: each first click's handler overwrote its copy of the key.
+        QCOMPARE(this->faces() + this->faces(), faces + faces);
+        // The stack at the design's width, then at any width: every button fits it, hidden ones too,
+        // and keeps its top, even one set by hand.
+        for (const float width : { 1335.0f, 899.5f, 2000.0f }) {
+            setTwipsSize(bar.get(), width, 4500);
+            for (int i = 0; i < 7; ++i) {
+                QCOMPARE(twipsGeometry(button(i)), QRectF(0, tops[i], width, 630));
+                QCOMPARE(button(i)->geometry(), QRect(0, qRound(tops[i] / 15), qRound(width / 15), 42));
+            }
+            twips::setTop(button(6), tops[6] = 5000);
+        }
     }
 
     // Also leaves a picture of the bar in the temporary folder for a person to look at.
     void iconsAndFacesAreDistinct()
     {
+        QCOMPARE(twips::clientSize(bar.get()), QSizeF(1335, 4500));
+        QCOMPARE(bar->size(), QSize(89, 300));
         const auto imageOf
             = [this](int i, qreal dpr) { return button(i)->icon().pixmap(QSize(16, 16), dpr).toImage(); };
         const QImage grab = bar->grab().toImage();
-        QCOMPARE(grab.size(), bar->size());
         for (int i = 0; i < 7; ++i) {
-            const QList<QSize> sizes = button(i)->icon().availableSizes();
-            QVERIFY(sizes.contains(QSize(16, 16)) && sizes.contains(QSize(32, 32)));
+            QCOMPARE(button(i)->toolButtonStyle(), Qt::ToolButtonTextUnderIcon);
+            QCOMPARE(button(i)->iconSize(), QSize(16, 16));
+            QCOMPARE(button(i)->icon().availableSizes(), (QList<QSize> { QSize(16, 16), QSize(32, 32) }));
             QCOMPARE(imageOf(i, 1.0).size(), QSize(16, 16));
             QCOMPARE(imageOf(i, 2.0).size(), QSize(32, 32));
             // Drawn for 2x, not the 16 pixel image blown up.

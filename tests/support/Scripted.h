@@ -81,11 +81,12 @@ public:
     std::optional<QString> inputBox(const QString &prompt) override
     {
         m_log->prompts << prompt;
-        if (m_log->inputs.empty())
-            return std::nullopt;
-        auto a = m_log->inputs.front();
-        m_log->inputs.pop_front();
-        return a;
+        std::optional<QString> answer;
+        if (!m_log->inputs.empty()) {
+            answer.swap(m_log->inputs.front());
+            m_log->inputs.pop_front();
+        }
+        return answer;
     }
     bool fileExists(const QString &path) override
     {
