@@ -31,6 +31,7 @@
 #include <malloc.h>
 #include <sqlite3.h>
 
+#include "BenchRun.h"
 #include "Unattended.h"
 #include <algorithm>
 
@@ -41,6 +42,10 @@
 #include <vector>
 
 namespace {
+
+using bench::Db;
+using bench::fail;
+using bench::PaintWatch;
 
 const char *const ValueQuery = "select id, nombre from clientes order by id";
 const char *const Zones[] = { "Norte", "Sur", "Este", "Oeste", "Centro" };
@@ -65,52 +70,7 @@ std::size_t memoryInUse()
     return mallinfo2().uordblks + mapped;
 }
 
-[[noreturn]] void fail(const std::string &text)
-{
-    throw std::runtime_error(text);
-}
-
 // ---- the data ----------------------------------------------------------------------------------
-
-class Db {
-public:
-    Db(const QString &path, int flags)
-    {
-        if (sqlite3_open_v2(QFile::encodeName(path).constData(), &m_db, flags, nullptr) != SQLITE_OK)
-            fail("cannot open " + path.toStdString() + ": " + sqlite3_errmsg(m_db));
-    }
-    ~Db() { sqlite3_close(m_db); }
-    Db(const Db &) = delete;
-    Db &operator=(const Db &) = delete;
-    operator sqlite3 *() const { return m_db; }
-
-    void exec(const char *sql)
-    {
-        if (sqlite3_exec(m_db, sql, nullptr, nullptr, nullptr) != SQLITE_OK)
-            fail(std::string(sqlite3_errmsg(m_db)) + " in: " + sql);
-    }
-    sqlite3_stmt *prepare(const char *sql)
-    {
-        sqlite3_stmt *stmt = nullptr;
-        if (sqlite3_prepare_v2(m_db, sql, -1, &stmt, nullptr) != SQLITE_OK)
-            fail(std::string(sqlite3_errmsg(m_db)) + " in: " + sql);
-        return stmt;
-    }
-    // -1 when the file is not a finished bench database.
-    qint64 rowCount()
-    {
-        sqlite3_stmt *stmt = nullptr;
-        qint64 n = -1;
-        if (sqlite3_prepare_v2(m_db, "select count(*) from clientes", -1, &stmt, nullptr) == SQLITE_OK
-            && sqlite3_step(stmt) == SQLITE_ROW)
-            n = sqlite3_column_int64(stmt, 0);
-        sqlite3_finalize(stmt);
-        return n;
-    }
-
-private:
-    sqlite3 *m_db = nullptr;
-};
 
 // "Cliente 000123 de Norte": the zone follows the id, so the first row's text is known in advance.
 std::string clientName(int id)
@@ -126,7 +86,7 @@ QString benchDatabase(const QString &folder, int rows)
     const QString path = QDir(folder).filePath(QStringLiteral("bench_filter_%1.db").arg(rows));
     if (QFileInfo::exists(path)) {
         Db db(path, SQLITE_OPEN_READONLY);
-        if (db.rowCount() == rows)
+        if (db.rowCount("clientes") == rows)
             return path;
     }
     std::fprintf(stderr, "writing %s ...\n", qPrintable(path));
@@ -156,56 +116,7 @@ QString benchDatabase(const QString &folder, int rows)
     return path;
 }
 
-// Steps the value query and hands every row to a callback.
-template <typename RowFn> void forEachRow(const QString &path, RowFn &&row)
-{
-    Db db(path, SQLITE_OPEN_READONLY);
-    sqlite3_stmt *stmt = db.prepare(ValueQuery);
-    int rc;
-    while ((rc = sqlite3_step(stmt)) == SQLITE_ROW)
-        row(stmt);
-    sqlite3_finalize(stmt);
-    if (rc != SQLITE_DONE)
-        fail(sqlite3_errmsg(db));
-}
-
 // ---- paint ------------------------------------------------------------------------------------
-
-// Notes a paint of any widget in one window. Qt paints all of a window's dirty widgets in one pass,
-// so once processEvents returns after such a paint the whole window is on screen.
-class PaintWatch : public QObject {
-public:
-    explicit PaintWatch(QWidget *window)
-        : m_window(window)
-    {
-        qApp->installEventFilter(this);
-    }
-    ~PaintWatch() override { qApp->removeEventFilter(this); }
-    void reset() { m_painted = false; }
-    void wait()
-    {
-        QElapsedTimer timer;
-        timer.start();
-        while (!m_painted) {
-            QCoreApplication::processEvents(QEventLoop::AllEvents);
-            if (timer.elapsed() > 600000)
-                fail("the window was never painted");
-        }
-    }
-
-protected:
-    bool eventFilter(QObject *watched, QEvent *event) override
-    {
-        if (event->type() == QEvent::Paint && watched->isWidgetType()
-            && static_cast<QWidget *>(watched)->window() == m_window)
-            m_painted = true;
-        return false;
-    }
-
-private:
-    QPointer<QWidget> m_window;
-    bool m_painted = false;
-};
 
 // Shows a window and lets it settle: painted, with nothing left pending.
 void showSettled(QWidget *window)
@@ -216,11 +127,6 @@ void showSettled(QWidget *window)
     QCoreApplication::processEvents();
 }
 
-struct Measure {
-    double ms = 0;
-    double bytesPerValue = 0;
-};
-
 std::string expectedFirstItem()
 {
     return "1||" + clientName(1);
@@ -228,14 +134,14 @@ std::string expectedFirstItem()
 
 // ---- the paths --------------------------------------------------------------------------------
 
-Measure raw(const QString &path, int rows)
+bench::Measure raw(const QString &path, int rows)
 {
     const std::size_t before = memoryInUse();
     QElapsedTimer timer;
     timer.start();
     std::size_t sink = 0;
     int seen = 0;
-    forEachRow(path, [&](sqlite3_stmt *stmt) {
+    bench::forEachRow(path, ValueQuery, [&](sqlite3_stmt *stmt) {
         for (int c = 0; c < 2; ++c) {
             const unsigned char *text = sqlite3_column_text(stmt, c);
             sink += text ? text[0] : 0;
@@ -250,7 +156,7 @@ Measure raw(const QString &path, int rows)
 }
 
 // What a port without a shared model would do: both value boxes of the page get every item.
-Measure naiveBoxes(const QString &path, int rows)
+bench::Measure naiveBoxes(const QString &path, int rows)
 {
     QWidget window;
     auto *layout = new QVBoxLayout(&window);
@@ -268,7 +174,7 @@ Measure naiveBoxes(const QString &path, int rows)
     const std::size_t before = memoryInUse();
     QElapsedTimer timer;
     timer.start();
-    forEachRow(path, [&](sqlite3_stmt *stmt) {
+    bench::forEachRow(path, ValueQuery, [&](sqlite3_stmt *stmt) {
         const QString item = QString::fromUtf8(reinterpret_cast<const char *>(sqlite3_column_text(stmt, 0)))
             + QStringLiteral("||")
             + QString::fromUtf8(reinterpret_cast<const char *>(sqlite3_column_text(stmt, 1)));
@@ -303,7 +209,7 @@ template <typename T> T *child(QWidget *parent, const char *name)
 }
 
 // One fresh dialog per run, so every run starts from the free-value field with an empty list.
-Measure filterChoice(const QString &path, int rows)
+bench::Measure filterChoice(const QString &path, int rows)
 {
     using Brennvox10::frmdlgFilter;
     frmdlgFilter *dialog = frmdlgFilter::Load();
@@ -361,23 +267,6 @@ Measure filterChoice(const QString &path, int rows)
     return { ms, (double(after) - double(before)) / rows };
 }
 
-// ---- the run ----------------------------------------------------------------------------------
-
-struct Row {
-    std::string path;
-    int rows;
-    Measure m;
-};
-
-// The fastest of several runs, with the heap growth of the first.
-template <typename Run> Measure best(int reps, Run &&run)
-{
-    Measure result = run();
-    for (int i = 1; i < reps; ++i)
-        result.ms = std::min(result.ms, run().ms);
-    return result;
-}
-
 } // namespace
 
 int main(int argc, char **argv)
@@ -386,65 +275,34 @@ int main(int argc, char **argv)
         qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication app(argc, argv);
 
-    QCommandLineParser parser;
-    parser.addHelpOption();
-    QCommandLineOption rowsOption(QStringLiteral("rows"), QStringLiteral("Row counts, comma separated."),
-        QStringLiteral("LIST"), QStringLiteral("10000,100000"));
-    QCommandLineOption pathsOption(QStringLiteral("paths"), QStringLiteral("Paths to run, letters a to c."),
-        QStringLiteral("LETTERS"), QStringLiteral("abc"));
-    QCommandLineOption repsOption(QStringLiteral("reps"),
-        QStringLiteral("Runs per measurement; the fastest counts."), QStringLiteral("R"),
-        QStringLiteral("3"));
-    QCommandLineOption dirOption(QStringLiteral("dir"), QStringLiteral("Folder for the bench databases."),
-        QStringLiteral("FOLDER"), QStringLiteral(BENCH_DATA_DIR));
-    parser.addOptions({ rowsOption, pathsOption, repsOption, dirOption });
-    parser.process(app);
-
-    std::vector<int> counts;
-    for (const QString &n : parser.value(rowsOption).split(QLatin1Char(','), Qt::SkipEmptyParts))
-        counts.push_back(n.toInt());
-    const QString paths = parser.value(pathsOption);
-    const QString folder = parser.value(dirOption);
-    const int reps = std::max(1, parser.value(repsOption).toInt());
-    QDir().mkpath(folder);
+    const bench::Options opt
+        = bench::parseOptions(app, QStringLiteral("10000,100000"), QStringLiteral("abc"));
 
     unattended::install();
 
-    std::vector<Row> table;
+    std::vector<bench::Row> table;
     try {
-        for (const int rows : counts) {
+        for (const int rows : opt.counts) {
             if (rows < 1)
                 fail("row counts start at 1");
-            const QString db = benchDatabase(folder, rows);
+            const QString db = benchDatabase(opt.folder, rows);
             raw(db, rows); // brings the file into the page cache, untimed
-            if (paths.contains(QLatin1Char('a')))
-                table.push_back({ "(a) sqlite3 raw", rows, best(reps, [&] { return raw(db, rows); }) });
-            if (paths.contains(QLatin1Char('b')))
+            if (opt.paths.contains(QLatin1Char('a')))
                 table.push_back(
-                    { "(b) QComboBox addItem", rows, best(reps, [&] { return naiveBoxes(db, rows); }) });
-            if (paths.contains(QLatin1Char('c')))
-                table.push_back(
-                    { "(c) ctlFilter choice", rows, best(reps, [&] { return filterChoice(db, rows); }) });
+                    { "(a) sqlite3 raw", rows, bench::best(opt.reps, [&] { return raw(db, rows); }) });
+            if (opt.paths.contains(QLatin1Char('b')))
+                table.push_back({ "(b) QComboBox addItem", rows,
+                    bench::best(opt.reps, [&] { return naiveBoxes(db, rows); }) });
+            if (opt.paths.contains(QLatin1Char('c')))
+                table.push_back({ "(c) ctlFilter choice", rows,
+                    bench::best(opt.reps, [&] { return filterChoice(db, rows); }) });
         }
     } catch (const std::exception &e) {
         std::fprintf(stderr, "bench_filter: %s\n", e.what());
         return 1;
     }
 
-    std::printf("Qt %s, SQLite %s, locale %s, platform %s\n", qVersion(), sqlite3_libversion(),
-        qPrintable(QLocale().name()), qPrintable(QGuiApplication::platformName()));
-    std::printf("%-27s %9s %10s %12s %8s\n", "path", "rows", "wall ms", "bytes/value", "vs (a)");
-    std::map<int, double> rawMs;
-    for (const Row &r : table)
-        if (r.path.rfind("(a)", 0) == 0)
-            rawMs[r.rows] = r.m.ms;
-    for (const Row &r : table) {
-        const auto it = rawMs.find(r.rows);
-        char ratio[32] = "-";
-        if (it != rawMs.end() && it->second > 0)
-            std::snprintf(ratio, sizeof ratio, "%.2f", r.m.ms / it->second);
-        std::printf("%-27s %9d %10.1f %12.1f %8s\n", r.path.c_str(), r.rows, r.m.ms, r.m.bytesPerValue, ratio);
-    }
+    bench::printTable(table, "bytes/value", { "(a)" });
     if (unattended::problems)
         std::printf("%d failures or messages were reported during the run\n", unattended::problems);
     return unattended::problems ? 1 : 0;

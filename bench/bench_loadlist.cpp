@@ -37,6 +37,7 @@
 #include <malloc.h>
 #include <sqlite3.h>
 
+#include "BenchRun.h"
 #include "Unattended.h"
 #include <algorithm>
 
@@ -49,6 +50,10 @@
 
 namespace {
 
+using bench::Db;
+using bench::fail;
+using bench::PaintWatch;
+
 constexpr int Columns = 8;
 // What the record list sends for a definition whose two first tabs match every row; the other paths
 // run the same text with a LIMIT, since they have no line limit of their own.
@@ -60,52 +65,7 @@ std::size_t heapInUse()
     return mi.uordblks + mi.hblkhd;
 }
 
-[[noreturn]] void fail(const std::string &text)
-{
-    throw std::runtime_error(text);
-}
-
 // ---- the data ----------------------------------------------------------------------------------
-
-class Db {
-public:
-    Db(const QString &path, int flags)
-    {
-        if (sqlite3_open_v2(QFile::encodeName(path).constData(), &m_db, flags, nullptr) != SQLITE_OK)
-            fail("cannot open " + path.toStdString() + ": " + sqlite3_errmsg(m_db));
-    }
-    ~Db() { sqlite3_close(m_db); }
-    Db(const Db &) = delete;
-    Db &operator=(const Db &) = delete;
-    operator sqlite3 *() const { return m_db; }
-
-    void exec(const char *sql)
-    {
-        if (sqlite3_exec(m_db, sql, nullptr, nullptr, nullptr) != SQLITE_OK)
-            fail(std::string(sqlite3_errmsg(m_db)) + " in: " + sql);
-    }
-    sqlite3_stmt *prepare(const std::string &sql)
-    {
-        sqlite3_stmt *stmt = nullptr;
-        if (sqlite3_prepare_v2(m_db, sql.c_str(), -1, &stmt, nullptr) != SQLITE_OK)
-            fail(std::string(sqlite3_errmsg(m_db)) + " in: " + sql);
-        return stmt;
-    }
-    // -1 when the file is not a finished bench database.
-    qint64 rowCount()
-    {
-        sqlite3_stmt *stmt = nullptr;
-        qint64 n = -1;
-        if (sqlite3_prepare_v2(m_db, "select count(*) from inv", -1, &stmt, nullptr) == SQLITE_OK
-            && sqlite3_step(stmt) == SQLITE_ROW)
-            n = sqlite3_column_int64(stmt, 0);
-        sqlite3_finalize(stmt);
-        return n;
-    }
-
-private:
-    sqlite3 *m_db = nullptr;
-};
 
 // The bench file is made once per row count and reused while it still holds that many rows.
 QString benchDatabase(const QString &folder, int rows)
@@ -113,7 +73,7 @@ QString benchDatabase(const QString &folder, int rows)
     const QString path = QDir(folder).filePath(QStringLiteral("bench_loadlist_%1.db").arg(rows));
     if (QFileInfo::exists(path)) {
         Db db(path, SQLITE_OPEN_READONLY);
-        if (db.rowCount() == rows)
+        if (db.rowCount("inv") == rows)
             return path;
     }
     std::fprintf(stderr, "writing %s ...\n", qPrintable(path));
@@ -214,60 +174,6 @@ private:
     const QString m_datePattern = QStringLiteral("dd/MM/yyyy");
 };
 
-// Steps the bench query and hands every row to a callback.
-template <typename RowFn> void forEachRow(const QString &path, int rows, RowFn &&row)
-{
-    Db db(path, SQLITE_OPEN_READONLY);
-    sqlite3_stmt *stmt = db.prepare(limitedQuery(rows));
-    int rc;
-    while ((rc = sqlite3_step(stmt)) == SQLITE_ROW)
-        row(stmt);
-    sqlite3_finalize(stmt);
-    if (rc != SQLITE_DONE)
-        fail(sqlite3_errmsg(db));
-}
-
-// ---- first paint ------------------------------------------------------------------------------
-
-class PaintWatch : public QObject {
-public:
-    explicit PaintWatch(QWidget *viewport)
-        : m_viewport(viewport)
-    {
-        viewport->installEventFilter(this);
-    }
-    ~PaintWatch() override
-    {
-        if (m_viewport)
-            m_viewport->removeEventFilter(this);
-    }
-    void reset() { m_painted = false; }
-    // Lets the event loop run until the viewport has been painted; the paint has finished when
-    // processEvents returns.
-    void wait()
-    {
-        QElapsedTimer timer;
-        timer.start();
-        while (!m_painted) {
-            QCoreApplication::processEvents(QEventLoop::AllEvents);
-            if (timer.elapsed() > 600000)
-                fail("the view was never painted");
-        }
-    }
-
-protected:
-    bool eventFilter(QObject *watched, QEvent *event) override
-    {
-        if (watched == m_viewport && event->type() == QEvent::Paint)
-            m_painted = true;
-        return false;
-    }
-
-private:
-    QPointer<QWidget> m_viewport;
-    bool m_painted = false;
-};
-
 void showEmpty(QWidget *window, QWidget *viewport)
 {
     window->resize(800, 600);
@@ -277,14 +183,9 @@ void showEmpty(QWidget *window, QWidget *viewport)
     QCoreApplication::processEvents();
 }
 
-struct Measure {
-    double ms = 0;
-    double bytesPerRow = 0;
-};
-
 // Runs a load between two heap readings; the returned keeper holds the result alive until the
 // second reading and is then dropped outside the timing.
-template <typename Load> Measure measure(int rows, Load &&load)
+template <typename Load> bench::Measure measure(int rows, Load &&load)
 {
     const std::size_t before = heapInUse();
     QElapsedTimer timer;
@@ -298,12 +199,12 @@ template <typename Load> Measure measure(int rows, Load &&load)
 
 // ---- the paths --------------------------------------------------------------------------------
 
-Measure raw(const QString &path, int rows)
+bench::Measure raw(const QString &path, int rows)
 {
     return measure(rows, [&] {
         std::size_t sink = 0;
         int seen = 0;
-        forEachRow(path, rows, [&](sqlite3_stmt *stmt) {
+        bench::forEachRow(path, limitedQuery(rows), [&](sqlite3_stmt *stmt) {
             for (int c = 0; c < Columns; ++c) {
                 const unsigned char *text = sqlite3_column_text(stmt, c);
                 sink += text ? text[0] : 0;
@@ -316,13 +217,13 @@ Measure raw(const QString &path, int rows)
     });
 }
 
-Measure naive(const QString &path, int rows)
+bench::Measure naive(const QString &path, int rows)
 {
     const Formatter format;
     return measure(rows, [&] {
         auto cells = std::make_unique<std::vector<QString>>();
         cells->reserve(std::size_t(rows) * Columns);
-        forEachRow(path, rows, [&](sqlite3_stmt *stmt) {
+        bench::forEachRow(path, limitedQuery(rows), [&](sqlite3_stmt *stmt) {
             for (int c = 0; c < Columns; ++c)
                 cells->push_back(format.cell(stmt, c));
         });
@@ -332,10 +233,10 @@ Measure naive(const QString &path, int rows)
     });
 }
 
-Measure sqlModel(const QString &path, int rows)
+bench::Measure sqlModel(const QString &path, int rows)
 {
     const QString name = QStringLiteral("bench");
-    Measure m;
+    bench::Measure m;
     {
         QTableView view;
         showEmpty(&view, view.viewport());
@@ -370,7 +271,7 @@ Measure sqlModel(const QString &path, int rows)
     return m;
 }
 
-Measure treeWidget(const QString &path, int rows)
+bench::Measure treeWidget(const QString &path, int rows)
 {
     const Formatter format;
     QTreeWidget tree;
@@ -381,11 +282,11 @@ Measure treeWidget(const QString &path, int rows)
     tree.setRootIsDecorated(false);
     showEmpty(&tree, tree.viewport());
     PaintWatch watch(tree.viewport());
-    const Measure m = measure(rows, [&] {
+    const bench::Measure m = measure(rows, [&] {
         watch.reset();
         QList<QTreeWidgetItem *> items;
         items.reserve(rows);
-        forEachRow(path, rows, [&](sqlite3_stmt *stmt) {
+        bench::forEachRow(path, limitedQuery(rows), [&](sqlite3_stmt *stmt) {
             QStringList texts;
             texts.reserve(Columns);
             for (int c = 0; c < Columns; ++c)
@@ -438,7 +339,7 @@ QString writeDefinition(const QString &folder, int rows)
 }
 
 // Two rows: the first load through Showme, and the timed reload.
-std::pair<Measure, Measure> listRecord(const QString &path, const QString &folder, int rows)
+std::pair<bench::Measure, bench::Measure> listRecord(const QString &path, const QString &folder, int rows)
 {
     const QString definition = writeDefinition(folder, rows);
     QString sent;
@@ -482,23 +383,6 @@ std::pair<Measure, Measure> listRecord(const QString &path, const QString &folde
     return { { showMs, showBytes }, { refreshMs, refreshBytes } };
 }
 
-// ---- the run ----------------------------------------------------------------------------------
-
-struct Row {
-    std::string path;
-    int rows;
-    Measure m;
-};
-
-// The fastest of several runs, with the heap growth of the first.
-template <typename Run> Measure best(int reps, Run &&run)
-{
-    Measure result = run();
-    for (int i = 1; i < reps; ++i)
-        result.ms = std::min(result.ms, run().ms);
-    return result;
-}
-
 } // namespace
 
 int main(int argc, char **argv)
@@ -507,49 +391,32 @@ int main(int argc, char **argv)
         qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication app(argc, argv);
 
-    QCommandLineParser parser;
-    parser.addHelpOption();
-    QCommandLineOption rowsOption(QStringLiteral("rows"), QStringLiteral("Row counts, comma separated."),
-        QStringLiteral("LIST"), QStringLiteral("10000,100000,1000000"));
-    QCommandLineOption pathsOption(QStringLiteral("paths"), QStringLiteral("Paths to run, letters a to e."),
-        QStringLiteral("LETTERS"), QStringLiteral("abcde"));
-    QCommandLineOption repsOption(QStringLiteral("reps"),
-        QStringLiteral("Runs per measurement; the fastest counts."), QStringLiteral("R"),
-        QStringLiteral("3"));
-    QCommandLineOption dirOption(QStringLiteral("dir"), QStringLiteral("Folder for the bench databases."),
-        QStringLiteral("FOLDER"), QStringLiteral(BENCH_DATA_DIR));
-    parser.addOptions({ rowsOption, pathsOption, repsOption, dirOption });
-    parser.process(app);
-
-    std::vector<int> counts;
-    for (const QString &n : parser.value(rowsOption).split(QLatin1Char(','), Qt::SkipEmptyParts))
-        counts.push_back(n.toInt());
-    const QString paths = parser.value(pathsOption);
-    const QString folder = parser.value(dirOption);
-    QDir().mkpath(folder);
+    const bench::Options opt
+        = bench::parseOptions(app, QStringLiteral("10000,100000,1000000"), QStringLiteral("abcde"));
 
     unattended::install();
 
-    std::vector<Row> table;
+    std::vector<bench::Row> table;
     try {
-        for (const int rows : counts) {
-            const QString db = benchDatabase(folder, rows);
-            const int reps = std::max(1, parser.value(repsOption).toInt());
+        for (const int rows : opt.counts) {
+            const QString db = benchDatabase(opt.folder, rows);
             raw(db, rows); // brings the file into the page cache, untimed
-            if (paths.contains(QLatin1Char('a')))
-                table.push_back({ "(a) sqlite3 raw", rows, best(reps, [&] { return raw(db, rows); }) });
-            if (paths.contains(QLatin1Char('b')))
-                table.push_back({ "(b) QString naive", rows, best(reps, [&] { return naive(db, rows); }) });
-            if (paths.contains(QLatin1Char('c')))
+            if (opt.paths.contains(QLatin1Char('a')))
                 table.push_back(
-                    { "(c) QSqlQueryModel", rows, best(reps, [&] { return sqlModel(db, rows); }) });
-            if (paths.contains(QLatin1Char('d')))
+                    { "(a) sqlite3 raw", rows, bench::best(opt.reps, [&] { return raw(db, rows); }) });
+            if (opt.paths.contains(QLatin1Char('b')))
                 table.push_back(
-                    { "(d) QTreeWidget", rows, best(reps, [&] { return treeWidget(db, rows); }) });
-            if (paths.contains(QLatin1Char('e'))) {
-                std::pair<Measure, Measure> runs = listRecord(db, folder, rows);
-                for (int i = 1; i < reps; ++i)
-                    runs.second.ms = std::min(runs.second.ms, listRecord(db, folder, rows).second.ms);
+                    { "(b) QString naive", rows, bench::best(opt.reps, [&] { return naive(db, rows); }) });
+            if (opt.paths.contains(QLatin1Char('c')))
+                table.push_back({ "(c) QSqlQueryModel", rows,
+                    bench::best(opt.reps, [&] { return sqlModel(db, rows); }) });
+            if (opt.paths.contains(QLatin1Char('d')))
+                table.push_back(
+                    { "(d) QTreeWidget", rows, bench::best(opt.reps, [&] { return treeWidget(db, rows); }) });
+            if (opt.paths.contains(QLatin1Char('e'))) {
+                std::pair<bench::Measure, bench::Measure> runs = listRecord(db, opt.folder, rows);
+                for (int i = 1; i < opt.reps; ++i)
+                    runs.second.ms = std::min(runs.second.ms, listRecord(db, opt.folder, rows).second.ms);
                 table.push_back({ "(e) ctlListRecord Showme", rows, runs.first });
                 table.push_back({ "(e) ctlListRecord refresh", rows, runs.second });
             }
@@ -559,27 +426,7 @@ int main(int argc, char **argv)
         return 1;
     }
 
-    std::printf("Qt %s, SQLite %s, locale %s, platform %s\n", qVersion(), sqlite3_libversion(),
-        qPrintable(QLocale().name()), qPrintable(QGuiApplication::platformName()));
-    std::printf("%-27s %9s %10s %10s %8s %8s\n", "path", "rows", "wall ms", "bytes/row", "vs (a)", "vs (b)");
-    std::map<int, double> rawMs, naiveMs;
-    for (const Row &r : table) {
-        if (r.path.rfind("(a)", 0) == 0)
-            rawMs[r.rows] = r.m.ms;
-        if (r.path.rfind("(b)", 0) == 0)
-            naiveMs[r.rows] = r.m.ms;
-    }
-    auto ratio = [](const std::map<int, double> &base, int rows, double ms) {
-        const auto it = base.find(rows);
-        if (it == base.end() || it->second <= 0)
-            return std::string("-");
-        char text[32];
-        std::snprintf(text, sizeof text, "%.2f", ms / it->second);
-        return std::string(text);
-    };
-    for (const Row &r : table)
-        std::printf("%-27s %9d %10.1f %10.1f %8s %8s\n", r.path.c_str(), r.rows, r.m.ms, r.m.bytesPerRow,
-            ratio(rawMs, r.rows, r.m.ms).c_str(), ratio(naiveMs, r.rows, r.m.ms).c_str());
+    bench::printTable(table, "bytes/row", { "(a)", "(b)" });
     if (unattended::problems)
         std::printf("%d failures or messages were reported during the run\n", unattended::problems);
     return unattended::problems ? 1 : 0;
