@@ -31,7 +31,8 @@
 #include <QSqlQuery>
 #include <QSqlQueryModel>
 #include <QTableView>
-#include <QTreeView>
+#include <QAbstractItemView>
+#include <QHeaderView>
 #include <QTreeWidget>
 
 #include <malloc.h>
@@ -347,7 +348,7 @@ std::pair<bench::Measure, bench::Measure> listRecord(const QString &path, const 
 
     Brennvox10::ctlListRecord list;
     Brennvox10::setTwipsSize(&list, 12000, 9000);
-    QWidget *viewport = list.ActiveListView()->treeView()->viewport();
+    QWidget *viewport = list.ActiveListView()->itemView()->viewport();
     list.show();
     {
         PaintWatch first(viewport);

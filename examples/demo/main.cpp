@@ -30,7 +30,8 @@
 #include <QStatusBar>
 #include <QTabWidget>
 #include <QTimer>
-#include <QTreeView>
+#include <QAbstractItemView>
+#include <QHeaderView>
 
 #include "Unattended.h"
 
@@ -218,7 +219,7 @@ int main(int argc, char **argv)
     // The window is grabbed only once the list itself has been painted with its rows.
     PaintWatch watch;
     auto *shown = tabs->currentWidget()->findChild<Brennvox10::ListView *>(QStringLiteral("ListView1"));
-    QWidget *viewport = shown->treeView()->viewport();
+    QWidget *viewport = shown->itemView()->viewport();
     viewport->installEventFilter(&watch);
     viewport->update();
     QElapsedTimer waited;

@@ -15,7 +15,8 @@
 
 #include <memory>
 
-class QTreeView;
+class QAbstractItemView;
+class QHeaderView;
 
 namespace Brennvox10 {
 
@@ -178,7 +179,9 @@ public:
     // The row at a point given in twips from the list's top-left corner, or a null item.
     ListItem HitTest(float x, float y) const;
 
-    QTreeView *treeView() const;
+    // The widget that shows the rows, and its column header.
+    QAbstractItemView *itemView() const;
+    QHeaderView *header() const;
 
 Q_SIGNALS:
     void ItemClick(Brennvox10::ListItem Item);

@@ -15,7 +15,8 @@
 #include <QTemporaryDir>
 #include <QTimer>
 #include <QToolButton>
-#include <QTreeView>
+#include <QAbstractItemView>
+#include <QHeaderView>
 #include <QtTest>
 
 using namespace Brennvox10;
@@ -550,7 +551,7 @@ private Q_SLOTS:
         c->Showme();
         QVERIFY(QTest::qWaitForWindowExposed(c.get()));
         ListView *lv = c->ActiveListView();
-        QHeaderView *header = lv->treeView()->header();
+        QHeaderView *header = lv->header();
         const auto clickHeader = [&](int column) {
             QTest::mouseClick(header->viewport(), Qt::LeftButton, {},
                 QPoint(header->sectionViewportPosition(column) + 5, header->height() / 2));

@@ -10,7 +10,8 @@
 #include <QAbstractButton>
 #include <QTemporaryDir>
 #include <QTimer>
-#include <QTreeView>
+#include <QAbstractItemView>
+#include <QHeaderView>
 #include <QtTest>
 
 using namespace Brennvox10;
@@ -74,7 +75,7 @@ private Q_SLOTS:
             list->findChild<QAbstractButton *>(QStringLiteral("cmdButtom(%1)").arg(button))->click();
         list->show();
         QVERIFY(QTest::qWaitForWindowExposed(list.get()));
-        QTreeView *tree = list->findChild<ListView *>()->treeView();
+        QAbstractItemView *tree = list->findChild<ListView *>()->itemView();
         // A double click as a mouse makes it: a click, then the double click.
         for (const QPoint at : { tree->visualRect(tree->model()->index(1, 0)).center(),
                  QPoint(5, tree->viewport()->height() - 5) }) {

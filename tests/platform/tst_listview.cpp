@@ -11,7 +11,8 @@
 #include <QRandomGenerator>
 #include <QSignalSpy>
 #include <QTest>
-#include <QTreeView>
+#include <QAbstractItemView>
+#include <QHeaderView>
 
 #include <malloc.h>
 
@@ -47,7 +48,7 @@ void expectRows(ListView &list, const QStringList &expected)
     const QStringList stored = rowTexts(list);
     QCOMPARE(stored, expected);
     QCoreApplication::processEvents();
-    const QAbstractItemModel *model = list.treeView()->model();
+    const QAbstractItemModel *model = list.itemView()->model();
     QStringList shown;
     for (int r = 0; r < model->rowCount(); ++r) {
         const QString key = stored.value(r).section(QLatin1Char('|'), 0, 0);
@@ -107,9 +108,9 @@ private Q_SLOTS:
             "Tñ3|tres|||", "T4|12345,678|1.234,50|05/03/2008|Falso", "|5/3/2008 14:30:15|||", "|b|||" };
         expectRows(list, rows);
         // A shown row's change reaches the view at that very cell.
-        QSignalSpy changed(list.treeView()->model(), &QAbstractItemModel::dataChanged);
+        QSignalSpy changed(list.itemView()->model(), &QAbstractItemModel::dataChanged);
         second.setSubItems(3, CellValue::fromInteger(3));
-        QCOMPARE(changed.value(0).value(0).value<QModelIndex>(), list.treeView()->model()->index(1, 3));
+        QCOMPARE(changed.value(0).value(0).value<QModelIndex>(), list.itemView()->model()->index(1, 3));
 
         list.ListItems().Remove("T2");
         rows.removeAt(1);
@@ -214,7 +215,7 @@ private Q_SLOTS:
     void storeAndModelStayConsistent()
     {
         ListView list;
-        QTreeView *tree = list.treeView();
+        QAbstractItemView *tree = list.itemView();
         const auto reporting = QAbstractItemModelTester::FailureReportingMode::QtTest;
         std::optional<QAbstractItemModelTester> tester(std::in_place, tree->model(), reporting);
         QSignalSpy inserted(tree->model(), &QAbstractItemModel::rowsInserted);
@@ -285,8 +286,8 @@ private Q_SLOTS:
         QVERIFY(shown(list));
 
         // Widths become pixels at 15 twips each; cells and headings take the column's alignment.
-        QTreeView *tree = list.treeView();
-        QHeaderView *header = tree->header();
+        QAbstractItemView *tree = list.itemView();
+        QHeaderView *header = list.header();
         const auto align = [](const QVariant &v) { return v.toInt() & Qt::AlignHorizontal_Mask; };
         // For each column its pixels, then the alignment of a cell and of the heading (Qt::AlignLeft 1,
         // AlignRight 2, AlignHCenter 4).
@@ -346,7 +347,7 @@ private Q_SLOTS:
         ListView list;
         fill(list, 2, QStringList(5, "row"));
         QVERIFY(shown(list));
-        QTreeView *tree = list.treeView();
+        QAbstractItemView *tree = list.itemView();
         QWidget *viewport = tree->viewport();
         const QPoint at = row >= 0 ? tree->visualRect(tree->model()->index(row, 1)).center()
                                    : QPoint(20, viewport->height() - 5);
@@ -399,8 +400,8 @@ private Q_SLOTS:
             }
             // The view lays out every row it knows: that belongs to the cost as well.
             QCoreApplication::processEvents();
-            list.treeView()->indexAt(QPoint(5, 5));
-            QCOMPARE(list.treeView()->model()->rowCount(), rows);
+            list.itemView()->indexAt(QPoint(5, 5));
+            QCOMPARE(list.itemView()->model()->rowCount(), rows);
             const double perRow = double(heapInUse() - empty) / rows;
             QVERIFY2(perRow < 300, qPrintable(QString::number(perRow)));
             QCOMPARE(list.ListItems().Item("T104321").SubItems(3), "5.401,25");

@@ -296,9 +296,14 @@ ListItem ListView::HitTest(float x, float y) const
     return id == RowStore::None ? ListItem() : d->item(id);
 }
 
-QTreeView *ListView::treeView() const
+QAbstractItemView *ListView::itemView() const
 {
     return d->tree;
+}
+
+QHeaderView *ListView::header() const
+{
+    return d->tree->header();
 }
 
 } // namespace Brennvox10
