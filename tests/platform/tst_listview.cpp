@@ -212,6 +212,90 @@ private Q_SLOTS:
         expectRows(list, expected << "T6|0|");
     }
 
+    void sortedUpkeepMatchesFullSort()
+    {
+        // Random adds, cell changes, removals and sort changes, flushed by the event loop at random. New
+        // rows are placed when the list next shows or reads its order, each after the rows that sort
+        // equal to it; a changed row keeps its side of the rows equal to it: the rows always stand where a
+        // stable sort of the whole list puts them.
+        ListView list;
+        fill(list, 2, {});
+        QAbstractItemModelTester tester(list.itemView()->model(), QAbstractItemModelTester::FailureReportingMode::QtTest);
+        const QStringList words { "a", "A", "ab", "Ab", "b", "", "é", "É", "e", "ä", "z", "Straße", "STRASSE",
+            QString::fromUtf8("\xF0\x9F\x98\x80"), "a\xC3\xA9", "10", "9", "1.000,00" };
+        struct Row {
+            QString key, cells[2];
+        };
+        std::vector<Row> rows, pending; // placed in the expected order; added since
+        bool sorted = false;
+        int sortKey = 0, sortOrder = 0;
+        const auto placePending = [&] {
+            rows.insert(rows.end(), pending.begin(), pending.end());
+            pending.clear();
+            if (sorted)
+                std::stable_sort(rows.begin(), rows.end(), [&](const Row &x, const Row &y) {
+                    const QString a = x.cells[sortKey].toCaseFolded(), b = y.cells[sortKey].toCaseFolded();
+                    return sortOrder ? b.compare(a) < 0 : a.compare(b) < 0;
+                });
+        };
+        QRandomGenerator random(20261123);
+        const auto word = [&] {
+            return words[int(random.bounded(words.size()))] + words[int(random.bounded(words.size()))];
+        };
+        int nextKey = 0;
+        for (int batch = 0; batch < 300; ++batch) {
+            for (int n = int(random.bounded(batch % 10 == 0 ? 60 : 4)); n >= 0; --n) {
+                const quint32 what = random.bounded(100);
+                const size_t total = rows.size() + pending.size();
+                const size_t at = random.bounded(quint32(std::max<size_t>(total, 1)));
+                Row *row = at < rows.size() ? &rows[at] : at - rows.size() < pending.size() ? &pending[at - rows.size()] : nullptr;
+                if (what < 40 || total < 5) {
+                    pending.push_back({ QStringLiteral("K%1").arg(++nextKey), { word(), word() } });
+                    const Row &added = pending.back();
+                    list.ListItems().Add(added.key, added.cells[0]).setSubItems(1, added.cells[1]);
+                } else if (what < 75) {
+                    const int c = int(random.bounded(2));
+                    const QString text = word();
+                    const ListItem item = list.ListItems().Item(row->key);
+                    c ? item.setSubItems(1, text) : item.setText(CellValue::fromString(text));
+                    if (at < rows.size() && sorted && c == sortKey) {
+                        const QString key = row->key;
+                        placePending(); // the list places its new rows before it moves this one
+                        std::find_if(rows.begin(), rows.end(), [&](const Row &r) { return r.key == key; })->cells[c] = text;
+                        placePending();
+                    } else {
+                        row->cells[c] = text;
+                    }
+                } else if (what < 97) {
+                    list.ListItems().Remove(row->key);
+                    at < rows.size() ? void(rows.erase(rows.begin() + ptrdiff_t(at)))
+                                     : void(pending.erase(pending.begin() + ptrdiff_t(at - rows.size())));
+                } else {
+                    sorted = random.bounded(4) != 0;
+                    sortKey = int(random.bounded(2));
+                    sortOrder = int(random.bounded(2));
+                    list.setSorted(sorted);
+                    list.setSortKey(qint16(sortKey));
+                    list.setSortOrder(qint16(sortOrder));
+                }
+            }
+            if (random.bounded(3) == 0)
+                continue; // the next batch piles onto this one
+            QCoreApplication::processEvents();
+            placePending();
+            QStringList expected, actual;
+            for (size_t i = 0; i < rows.size(); ++i) {
+                expected << rows[i].key;
+                actual << list.ListItems().Item(int(i) + 1).Key();
+            }
+            QCOMPARE(actual, expected);
+        }
+        QStringList expected;
+        for (const Row &row : rows)
+            expected << row.key + QLatin1Char('|') + row.cells[0] + QLatin1Char('|') + row.cells[1];
+        expectRows(list, expected);
+    }
+
     void storeAndModelStayConsistent()
     {
         ListView list;

@@ -1,4 +1,5 @@
 #include "platform/widgets/ListView_p.h"
+#include "platform/widgets/TextSort_p.h"
 #include "platform/widgets/Twips.h"
 
 #include <Brennvox10/Failure.h>
@@ -7,7 +8,7 @@
 #include <QMetaObject>
 #include <QMouseEvent>
 #include <QPointer>
-#include <QTreeView>
+#include <QAbstractItemView>
 
 #include <algorithm>
 
@@ -91,7 +92,7 @@ QVariant ListViewPrivate::data(const QModelIndex &index, int role) const
         return QVariant();
     switch (role) {
     case Qt::DisplayRole:
-        return cellText(store.cell(order[size_t(index.row())], index.column()), QLocale());
+        return cellText(store.cell(order.at(size_t(index.row())), index.column()), QLocale());
     case Qt::TextAlignmentRole:
         return alignmentFlags(columns[size_t(index.column())]->m_alignment);
     default:
@@ -136,15 +137,72 @@ void ListViewPrivate::scheduleFlush()
 
 void ListViewPrivate::flush()
 {
-    if (size_t(shown) < order.size()) {
+    const size_t pending = order.size() - size_t(shown);
+    if (pending > 0 && sorted && !sortPending && pending * 16 <= size_t(shown)) {
+        // A few rows into a long sorted list: each to its place, in the order they came, so that a
+        // new row goes after the rows that sort equal to it, as a full sort would put it.
+        for (size_t i = 0; i < pending; ++i) {
+            const quint32 id = order.at(size_t(shown));
+            order.erase(size_t(shown));
+            const int at = search(sortText(id), false, 0, shown, -1);
+            beginInsertRows(QModelIndex(), at, at);
+            order.insert(size_t(at), id);
+            ++shown;
+            endInsertRows();
+        }
+    } else if (pending > 0) {
         beginInsertRows(QModelIndex(), shown, int(order.size()) - 1);
         shown = int(order.size());
         announcedIds = store.idLimit();
         endInsertRows();
+        if (sorted)
+            sortPending = true;
     }
     announcedIds = store.idLimit();
     if (sorted && sortPending)
         sortRows();
+}
+
+QString ListViewPrivate::sortText(quint32 id) const
+{
+    return cellText(store.cell(id, sortKey), QLocale()).toCaseFolded();
+}
+
+bool ListViewPrivate::before(const QString &a, const QString &b) const
+{
+    return sortOrder == 1 ? QStringView(b).compare(a) < 0 : QStringView(a).compare(b) < 0;
+}
+
+int ListViewPrivate::search(const QString &text, bool orEqual, int first, int last, int skip) const
+{
+    // Positions here count as if the row at `skip` were not there.
+    const auto at = [&](int p) { return order.at(size_t(skip >= 0 && p >= skip ? p + 1 : p)); };
+    while (first < last) {
+        const int middle = first + (last - first) / 2;
+        const QString other = sortText(at(middle));
+        if (orEqual ? before(other, text) : !before(text, other))
+            first = middle + 1;
+        else
+            last = middle;
+    }
+    return first;
+}
+
+void ListViewPrivate::placeAfterEdit(quint32 id)
+{
+    // Where a full sort would put the row: among the rows that sort equal to it, the ones above it
+    // stay above and the ones below stay below.
+    const int from = positionOf(id);
+    const QString text = sortText(id);
+    const int low = search(text, true, 0, shown - 1, from);
+    const int high = search(text, false, low, shown - 1, from);
+    const int to = std::clamp(from, low, high);
+    if (to == from)
+        return;
+    beginMoveRows(QModelIndex(), from, from, QModelIndex(), to > from ? to + 1 : to);
+    order.erase(size_t(from));
+    order.insert(size_t(to), id);
+    endMoveRows();
 }
 
 void ListViewPrivate::sortRows()
@@ -157,35 +215,17 @@ void ListViewPrivate::sortRows()
     std::vector<quint32> beforeRows;
     beforeRows.reserve(size_t(before.size()));
     for (const QModelIndex &i : before)
-        beforeRows.push_back(i.row() < shown ? order[size_t(i.row())] : RowStore::None);
+        beforeRows.push_back(i.row() < shown ? order.at(size_t(i.row())) : RowStore::None);
 
-    // The folded texts side by side in one block: no allocation per row, and plain comparisons that
-    // ignore case. Ties keep the current order.
-    struct Entry {
-        quint64 offset;
-        quint32 length;
-        quint32 position;
-    };
-    BulkVector<Entry> entries(order.size());
-    BulkVector<char16_t> texts;
-    texts.reserve(order.size() * 16);
+    const BulkVector<quint32> current = order.toVector();
+    RowSort rows(current.size());
     const QLocale locale;
-    for (size_t i = 0; i < order.size(); ++i) {
-        const QString folded = cellText(store.cell(order[i], sortKey), locale).toCaseFolded();
-        entries[i] = { texts.size(), quint32(folded.size()), quint32(i) };
-        texts.insert(texts.end(), folded.utf16(), folded.utf16() + folded.size());
-    }
-    const auto text = [&texts](const Entry &e) { return QStringView(texts.data() + e.offset, e.length); };
-    const bool descending = sortOrder == 1;
-    std::sort(entries.begin(), entries.end(), [&](const Entry &a, const Entry &b) {
-        const int c = descending ? text(b).compare(text(a)) : text(a).compare(text(b));
-        return c != 0 ? c < 0 : a.position < b.position;
-    });
-    BulkVector<quint32> sortedOrder(order.size());
-    for (size_t i = 0; i < entries.size(); ++i)
-        sortedOrder[i] = order[entries[i].position];
-    order.swap(sortedOrder);
-    positionsBuilt = 0;
+    for (quint32 id : current)
+        rows.add(store.cell(id, sortKey), locale);
+    BulkVector<quint32> sortedOrder = rows.sortedPositions(sortOrder == 1);
+    for (quint32 &at : sortedOrder)
+        at = current[at];
+    order.assign(sortedOrder);
 
     QModelIndexList after;
     after.reserve(before.size());
@@ -198,15 +238,6 @@ void ListViewPrivate::sortRows()
     Q_EMIT layoutChanged({}, QAbstractItemModel::VerticalSortHint);
 }
 
-int ListViewPrivate::positionOf(quint32 id)
-{
-    if (positions.size() < store.idLimit())
-        positions.resize(store.idLimit());
-    for (; positionsBuilt < order.size(); ++positionsBuilt)
-        positions[order[positionsBuilt]] = quint32(positionsBuilt);
-    return int(positions[id]);
-}
-
 void ListViewPrivate::throwFailure(qint32 number)
 {
     throw failureFor(number);
@@ -217,23 +248,25 @@ quint32 ListViewPrivate::addRow(QByteArrayView key, const CellValue &text)
     const quint32 id = store.append(key, text);
     if (id == RowStore::None)
         throw failureFor(FailureNumber::KeyNotUnique);
-    order.push_back(id);
-    if (sorted)
-        sortPending = true;
+    order.pushBack(id);
     scheduleFlush();
     return id;
 }
 
 void ListViewPrivate::setCell(quint32 id, int index, const CellValue &value)
 {
+    // A shown row that moves meets a list in order: rows still to be placed, or a pending sort, first.
+    const bool moves = sorted && index == sortKey && id < announcedIds;
+    if (moves)
+        flush();
     store.setCell(id, index, value);
-    if (id < announcedIds && index < int(columns.size())) {
+    if (id >= announcedIds)
+        return; // placed and announced with the other new rows
+    if (moves)
+        placeAfterEdit(id);
+    if (index < int(columns.size())) {
         const QModelIndex at = this->index(positionOf(id), index);
         Q_EMIT dataChanged(at, at, { Qt::DisplayRole });
-    }
-    if (sorted && index == sortKey) {
-        sortPending = true;
-        scheduleFlush();
     }
 }
 
@@ -244,8 +277,7 @@ void ListViewPrivate::removeRow(quint32 id)
     if (known)
         beginRemoveRows(QModelIndex(), position, position);
     store.remove(id);
-    order.erase(order.begin() + position);
-    positionsBuilt = std::min(positionsBuilt, size_t(position));
+    order.erase(size_t(position));
     if (pressedRow == id)
         pressedRow = RowStore::None;
     if (known) {
@@ -258,11 +290,9 @@ void ListViewPrivate::clearRows()
 {
     beginResetModel();
     store.clear();
-    BulkVector<quint32>().swap(order);
-    BulkVector<quint32>().swap(positions);
+    order.clear();
     shown = 0;
     announcedIds = 0;
-    positionsBuilt = 0;
     sortPending = false;
     pressedRow = RowStore::None;
     endResetModel();
@@ -287,7 +317,7 @@ void ListViewPrivate::clearColumns()
 
 int ListViewPrivate::columnPosition(const ColumnHeader *column) const
 {
-    return tree->header()->visualIndex(column->m_index - 1) + 1;
+    return view->header()->visualIndex(column->m_index - 1) + 1;
 }
 
 void ListViewPrivate::columnResized(int logical, int, int pixels)
@@ -303,22 +333,22 @@ void ListViewPrivate::columnResized(int logical, int, int pixels)
 quint32 ListViewPrivate::rowAt(const QPoint &viewportPos)
 {
     flush();
-    if (!tree->viewport()->rect().contains(viewportPos))
+    if (!view->viewport()->rect().contains(viewportPos))
         return RowStore::None;
     // A row is hit across its whole width, also right of the last column.
-    const QHeaderView *header = tree->header();
+    const QHeaderView *header = view->header();
     QPoint at = viewportPos;
     if (header->logicalIndexAt(at.x()) < 0)
         at.setX(0);
-    const QModelIndex index = tree->indexAt(at);
+    const QModelIndex index = view->indexAt(at);
     if (!index.isValid() || index.row() >= shown)
         return RowStore::None;
-    return order[size_t(index.row())];
+    return order.at(size_t(index.row()));
 }
 
 bool ListViewPrivate::eventFilter(QObject *watched, QEvent *event)
 {
-    if (watched != tree->viewport())
+    if (watched != view->viewport())
         return false;
     switch (event->type()) {
     case QEvent::MouseButtonPress: {
@@ -328,7 +358,7 @@ bool ListViewPrivate::eventFilter(QObject *watched, QEvent *event)
     }
     case QEvent::MouseButtonRelease: {
         const auto *e = static_cast<QMouseEvent *>(event);
-        const QPointF at = tree->viewport()->mapTo(q, e->position());
+        const QPointF at = view->viewport()->mapTo(q, e->position());
         const qint16 button = buttonCode(e->button());
         const qint16 shift = shiftCode(e->modifiers());
         // A handler may destroy the list: nothing of it may be touched after that.

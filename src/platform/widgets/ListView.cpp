@@ -5,7 +5,7 @@
 #include <Brennvox10/Failure.h>
 
 #include <QHeaderView>
-#include <QTreeView>
+#include <QAbstractItemView>
 #include <QVBoxLayout>
 
 #include <cmath>
@@ -81,7 +81,7 @@ ColumnHeader *ColumnHeaders::Add(const QString &key, const QString &text, float 
     column->m_index = qint16(Count() + 1);
     ColumnHeader *added = column.get();
     d->addColumn(std::move(column));
-    d->tree->header()->resizeSection(added->m_index - 1, twips::toPixels(widthTwips));
+    d->view->header()->resizeSection(added->m_index - 1, twips::toPixels(widthTwips));
     // Set after the header has sized the section, which reports its pixels back.
     added->m_width = widthTwips;
     return added;
@@ -147,7 +147,7 @@ ListItem ListItems::Item(int index) const
     if (index < 1 || index > Count())
         throw failureFor(FailureNumber::IndexOutOfBounds);
     d->flush();
-    return d->item(d->order[size_t(index - 1)]);
+    return d->item(d->order.at(size_t(index - 1)));
 }
 
 ListItem ListItems::Item(const QString &key) const
@@ -189,22 +189,14 @@ ListView::ListView(QWidget *parent)
     , d(std::make_unique<ListViewPrivate>(this))
 {
     qRegisterMetaType<Brennvox10::ListItem>();
-    d->tree = new QTreeView(this);
-    QTreeView *tree = d->tree;
-    tree->setRootIsDecorated(false);
-    tree->setItemsExpandable(false);
-    tree->setExpandsOnDoubleClick(false);
-    // Every row is one line: the view then lays out a million rows without measuring each.
-    tree->setUniformRowHeights(true);
-    tree->setSelectionMode(QAbstractItemView::SingleSelection);
-    tree->setSelectionBehavior(QAbstractItemView::SelectRows);
-    tree->setEditTriggers(QAbstractItemView::NoEditTriggers);
-    tree->setAllColumnsShowFocus(true);
-    // The owner decides what a header click does; the view itself never reorders rows.
-    tree->setSortingEnabled(false);
-    tree->setModel(d.get());
+    d->view = new RowsView(this);
+    RowsView *view = d->view;
+    view->setSelectionMode(QAbstractItemView::SingleSelection);
+    view->setSelectionBehavior(QAbstractItemView::SelectRows);
+    view->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    view->setModel(d.get());
 
-    QHeaderView *header = tree->header();
+    QHeaderView *header = view->header();
     header->setSectionsClickable(true);
     header->setSectionsMovable(false);
     header->setStretchLastSection(false);
@@ -219,18 +211,18 @@ ListView::ListView(QWidget *parent)
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(0);
-    layout->addWidget(tree);
-    setFocusProxy(tree);
-    tree->viewport()->installEventFilter(d.get());
+    layout->addWidget(view);
+    setFocusProxy(view);
+    view->viewport()->installEventFilter(d.get());
 }
 
 ListView::~ListView()
 {
     // The view goes first, while the model it shows is still whole; its viewport must not reach our
     // filter while it is being torn down.
-    d->tree->viewport()->removeEventFilter(d.get());
-    delete d->tree;
-    d->tree = nullptr;
+    d->view->viewport()->removeEventFilter(d.get());
+    delete d->view;
+    d->view = nullptr;
 }
 
 Brennvox10::ColumnHeaders &ListView::ColumnHeaders()
@@ -291,19 +283,19 @@ void ListView::setSortOrder(qint16 order)
 
 ListItem ListView::HitTest(float x, float y) const
 {
-    const QPoint at = d->tree->viewport()->mapFrom(this, QPoint(twips::toPixels(x), twips::toPixels(y)));
+    const QPoint at = d->view->viewport()->mapFrom(this, QPoint(twips::toPixels(x), twips::toPixels(y)));
     const quint32 id = d->rowAt(at);
     return id == RowStore::None ? ListItem() : d->item(id);
 }
 
 QAbstractItemView *ListView::itemView() const
 {
-    return d->tree;
+    return d->view;
 }
 
 QHeaderView *ListView::header() const
 {
-    return d->tree->header();
+    return d->view->header();
 }
 
 } // namespace Brennvox10

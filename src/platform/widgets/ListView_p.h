@@ -1,9 +1,13 @@
 #pragma once
 // The list view's state and its item model. Rows live in a RowStore; the model shows them in the order
 // kept here. Rows added are announced to the view in one batch, when control returns to the event loop
-// or before anything reads rows by position, so a bulk load costs no notification per row.
+// or before anything reads rows by position, so a bulk load costs no notification per row. A sorted
+// list stays sorted one row at a time: a row added or changed moves to its place by binary search, and
+// the view hears of exactly that row.
 
+#include "platform/widgets/RowOrder_p.h"
 #include "platform/widgets/RowStore_p.h"
+#include "platform/widgets/RowsView_p.h"
 
 #include <Brennvox10/Failure.h>
 #include <Brennvox10/ListView.h>
@@ -12,8 +16,6 @@
 
 #include <memory>
 #include <vector>
-
-class QTreeView;
 
 namespace Brennvox10 {
 
@@ -41,7 +43,7 @@ public:
     void removeRow(quint32 id);
     void clearRows();
     // Shown position of a live row, pending rows included.
-    int positionOf(quint32 id);
+    int positionOf(quint32 id) const { return int(order.positionOf(id)); }
     // Throws unless the handle names a live row.
     void checkRow(quint32 id, quint32 generation) const
     {
@@ -67,17 +69,15 @@ public:
     bool eventFilter(QObject *watched, QEvent *event) override;
 
     ListView *q;
-    QTreeView *tree = nullptr;
+    RowsView *view = nullptr;
     Brennvox10::ColumnHeaders columnHeaders;
     Brennvox10::ListItems listItems;
     std::vector<std::unique_ptr<ColumnHeader>> columns;
 
     RowStore store;
-    BulkVector<quint32> order; // ids in shown order; the first `shown` are known to the view
+    RowOrder order; // ids in shown order; the first `shown` are known to the view
     int shown = 0;
     quint32 announcedIds = 0; // rows with a lower id are known to the view
-    BulkVector<quint32> positions; // id -> position, valid for the first positionsBuilt of order
-    size_t positionsBuilt = 0;
 
     bool sorted = false;
     bool sortPending = false;
@@ -88,6 +88,13 @@ public:
 
 private:
     void sortRows();
+    // The text a row is sorted by, and the sort's comparison of two such texts.
+    QString sortText(quint32 id) const;
+    bool before(const QString &a, const QString &b) const;
+    // The first shown position in [first, last) whose row sorts after `text` (or, with `orEqual`, not
+    // before it), with the row at `skip` left out of both the range and the count.
+    int search(const QString &text, bool orEqual, int first, int last, int skip) const;
+    void placeAfterEdit(quint32 id);
 };
 
 } // namespace Brennvox10
