@@ -2,6 +2,7 @@
 // Walking a recordset under the failure convention, as every reader of rows does it.
 
 #include "failure/Guard.h"
+#include "platform/services/BusyCursor.h"
 #include "platform/data/Recordset.h"
 
 namespace Brennvox10 {
@@ -25,6 +26,7 @@ inline void closeIfOpen(data::Recordset &rs)
 template <class Row> void forEachRow(Guard &g, data::Recordset &rs, Row &&row)
 {
     for (;;) {
+        busy::tick();
         bool more = false;
         if (!g.step([&] {
                 requireOpen(rs);

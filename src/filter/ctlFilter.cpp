@@ -1,4 +1,5 @@
 #include <Brennvox10/ctlFilter.h>
+#include "platform/services/BusyCursor.h"
 
 #include "common/ConnectionSettings.h"
 #include "common/Conversions.h"
@@ -292,6 +293,7 @@ void ctlFilter::fltPassword(const QString &value)
 
 QVariant ctlFilter::Showme(const xml::Node &pNode)
 {
+    const busy::Scope busy;
     guarded(*this, [&](Guard &g) {
         Page &p1 = d->pages[0];
         Page &p2 = d->pages[1];

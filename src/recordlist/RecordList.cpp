@@ -1,4 +1,5 @@
 #include "recordlist/RecordList.h"
+#include "platform/services/BusyCursor.h"
 
 #include "common/Cells.h"
 #include "common/Conversions.h"
@@ -56,6 +57,7 @@ RecordList::RecordList(QWidget &control, ListView &list, QLabel &limitLabel, std
 
 void RecordList::Showme()
 {
+    const busy::Scope busy;
     guarded(m_control, [&](Guard &g) {
         g.step([&] { LoadDefinition(); });
         g.step([&] { m_loading = 1; });
@@ -290,6 +292,7 @@ QString RecordList::listQuery() const
 
 void RecordList::LoadList()
 {
+    const busy::Scope busy;
     guarded(m_control, [&](Guard &g) {
         if (!checksPass(g))
             return;
@@ -392,6 +395,7 @@ void RecordList::fillRow(Guard &g, data::Recordset &rs, const ListItem &item, bo
 
 void RecordList::addRow(const QString &rowKey)
 {
+    const busy::Scope busy;
     guarded(m_control, [&](Guard &g) {
         if (!checksPass(g))
             return;
@@ -416,6 +420,7 @@ void RecordList::addRow(const QString &rowKey)
 
 void RecordList::updateRow(const QString &rowKey)
 {
+    const busy::Scope busy;
     guarded(m_control, [&](Guard &g) {
         if (!checksPass(g))
             return;

@@ -544,6 +544,26 @@ private Q_SLOTS:
         QCOMPARE(rowTexts(*lv), updated);
     }
 
+    void waitCursorOnlyForLongWork()
+    {
+        // The list query after a slow tab query runs under the wait cursor; a quick load never shows it.
+        const QString slowTab = "<t tabSQLSource=\"with recursive n(i) as (select 1 union all select i + 1 "
+                                "from n where i &lt; 3000000) select max(i), 'x' from n\" tabDefFunc=\"1\" "
+                                "tabDefValue=\"1\" tabDefCaption=\"A\" tabFieldname=\"1\"/>";
+        for (const QString &tabs : { YearTab + MonthTab, slowTab + MonthTab }) {
+            auto c = makeList(Setup { .tabs = tabs });
+            QList<bool> waiting;
+            setQueryObserver([&](const QString &s) {
+                if (s.startsWith("Select * from ("))
+                    waiting << (QGuiApplication::overrideCursor()
+                        && QGuiApplication::overrideCursor()->shape() == Qt::WaitCursor);
+            });
+            c->Showme();
+            QCOMPARE(waiting, QList<bool> { tabs.startsWith(slowTab) });
+            QVERIFY(!QGuiApplication::overrideCursor());
+        }
+    }
+
     void headerClicksSortAndCommandsReachTheHost()
     {
         auto c = makeList();

@@ -403,6 +403,30 @@ private Q_SLOTS:
         QCOMPARE(name->Width(), 1234.5f);
     }
 
+    void keyboardScrollsToTheCurrentRow()
+    {
+        ListView list;
+        QStringList rows;
+        for (int i = 1; i <= 500; ++i)
+            rows << QString::number(i);
+        fill(list, 1, rows);
+        QVERIFY(shown(list));
+        QAbstractItemView *view = list.itemView();
+        view->setFocus();
+        QWidget *viewport = view->viewport();
+        const int page = viewport->height() / view->visualRect(view->model()->index(0, 0)).height();
+        QStringList seen;
+        for (const int key : { Qt::Key_Down, Qt::Key_Down, Qt::Key_End, Qt::Key_PageUp, Qt::Key_Home }) {
+            QTest::keyClick(view, Qt::Key(key));
+            const QRect at = view->visualRect(view->currentIndex());
+            seen << list.ListItems().Item(view->currentIndex().row() + 1).Key()
+                    + (viewport->rect().contains(at) ? "" : " hidden");
+            QCOMPARE(keyAt(list, viewport, at.center()), seen.last().section(' ', 0, 0));
+        }
+        // Focus made the first row current.
+        QCOMPARE(seen, (QStringList { "T2", "T3", "T500", QStringLiteral("T%1").arg(500 - page), "T1" }));
+    }
+
     void mouse_data()
     {
         QTest::addColumn<int>("row"); // -1: the empty space below the rows

@@ -1,4 +1,5 @@
 #include "platform/widgets/ListView_p.h"
+#include "platform/services/BusyCursor.h"
 #include "platform/widgets/TextSort_p.h"
 #include "platform/widgets/Twips.h"
 
@@ -210,6 +211,7 @@ void ListViewPrivate::sortRows()
     sortPending = false;
     if (order.size() < 2)
         return;
+    const busy::Scope busy;
     Q_EMIT layoutAboutToBeChanged({}, QAbstractItemModel::VerticalSortHint);
     const QModelIndexList before = persistentIndexList();
     std::vector<quint32> beforeRows;

@@ -1,4 +1,5 @@
 #include "platform/widgets/TextSort_p.h"
+#include "platform/services/BusyCursor.h"
 
 #include <QHashFunctions>
 
@@ -132,6 +133,7 @@ RowSort::RowSort(size_t rows)
 
 void RowSort::add(const CellValue &cell, const QLocale &locale)
 {
+    busy::tick();
     const quint64 offset = m_texts.size();
     appendSortText(cell, locale, m_texts);
     const quint32 length = quint32(m_texts.size() - offset);

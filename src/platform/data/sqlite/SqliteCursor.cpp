@@ -1,4 +1,5 @@
 #include "SqliteCursor_p.h"
+#include "platform/services/BusyCursor.h"
 
 #include <QFile>
 
@@ -120,6 +121,7 @@ int SqliteCursor::onProgressHandler(void *cursor)
 
 int SqliteCursor::onProgress()
 {
+    busy::tick();
     const auto now = std::chrono::steady_clock::now();
     if (m_watchedStep != m_step) {
         m_watchedStep = m_step;
