@@ -42,9 +42,10 @@ case "$what" in
       ctest --test-dir "$build-sanitize" --output-on-failure "$@"
     fi ;;
   bench)
-    # Both take the same options (--rows, --paths, --reps, --dir); --paths letters name each one's own paths.
+    # All take the same options (--rows, --paths, --reps, --dir); --paths letters name each one's own paths.
     export QT_QPA_PLATFORM=${QT_QPA_PLATFORM:-offscreen}
     "$build/bench/bench_loadlist" "$@"
+    "$build/bench/bench_interaction" "$@"
     exec "$build/bench/bench_filter" "$@" ;;
   *)
     echo "usage: $0 demo|test|bench [options]" >&2; exit 2 ;;

@@ -1,7 +1,8 @@
 #pragma once
-// A report-style list of keyed rows with sub-items, over a QTreeView and a model of our own.
+// A report-style list of keyed rows with sub-items, over an item view and a model of our own.
 // Rows are kept compactly as typed cell values and turned into text only when shown, so a list of
-// a million rows costs little more than its data. Collections are 1-based. Positions and sizes are
+// a million rows costs little more than its data; adding, changing or removing one row, sorted or
+// not, costs the same in a list of a million as in a list of ten thousand. Collections are 1-based. Positions and sizes are
 // twips (1/1440 inch; 15 twips a pixel at 96 dpi).
 
 #include <Brennvox10/brennvox10_export.h>
@@ -168,7 +169,10 @@ public:
     Brennvox10::ListItems &ListItems();
 
     // Sorting compares the shown texts of column SortKey (0 the items' own text, n sub-item n),
-    // ignoring case; SortOrder 0 ascending, 1 descending.
+    // ignoring case; SortOrder 0 ascending, 1 descending. Rows whose texts are equal keep their order.
+    // A sorted list stays sorted: rows added go to their place, after the rows equal to them, when the
+    // event loop comes round or the order is next read; a row whose sort text changes moves to its
+    // place at once, staying on its side of the rows equal to it.
     bool Sorted() const;
     void setSorted(bool sorted);
     qint16 SortKey() const;
