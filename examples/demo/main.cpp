@@ -1,51 +1,53 @@
-// brennvox10-demo: a host window with two lists over a sample database: invoices in a record list
-// (year and month tabs, one event per command) and clients in a single list (one event for every
-// command). It shows what a host does: set the connection and the definition file, call Showme, and
-// answer the commands. The commands only appear in the status bar here; a real host would open,
-// delete or print the invoice and then keep the list current with lrAddListItem, lrUpdateListItem
-// or lrDelListItem.
+// brennvox10-demo: an invoicing host over a sample database. "Facturas" is a record list (year and
+// month tabs, one event per command) whose commands the host answers as an invoicing program would:
+// Adicionar and Abrir (or a double click) open a form and write the invoice, Eliminar and Anular ask
+// first, Recodificar gives the invoice a new key, Imprimir prints the list as shown (to a PDF file
+// where there is no printer), and the right mouse button offers the same commands. The host does
+// every write itself and then tells the list which row changed. "Clientes" is a single list (one
+// event for every command), whose commands only appear in the status bar. The window is HostWindow.
 //
 //   brennvox10-demo [--db PATH] [--conf PATH] [--clients-conf PATH] [--tab facturas|clientes]
-//                   [--screenshot FILE] [--filter-screenshots PREFIX]
+//                   [--rows N] [--screenshot FILE] [--filter-screenshots PREFIX] [--print-pdf FILE]
 //
 // Without --db and the definition options it opens the sample database and definitions beside the
-// executable. --screenshot renders the window without a display, writes it as a PNG and exits;
-// failures the lists reported meanwhile are printed and make the exit code non-zero.
-// --filter-screenshots also clicks the invoices' "Cambiar filtro" and writes each page of the
-// filter dialog as PREFIX-1.png and PREFIX-2.png.
+// executable. --rows N uses a database of N invoices instead, made in the user's cache folder the
+// first time (a million take a few seconds) and reused after, with a copy of the definition whose
+// line limit shows them all. --screenshot renders the window without a display, writes it as a PNG
+// and exits; failures the lists reported meanwhile are printed and make the exit code non-zero.
+// --filter-screenshots also clicks the invoices' "Cambiar filtro" and writes each page of the filter
+// dialog as PREFIX-1.png and PREFIX-2.png. --print-pdf prints the invoices as listed into FILE and
+// exits, as --screenshot does.
+
+#include "HostWindow.h"
+#include "Unattended.h"
 
 #include <Brennvox10/Brennvox10.h>
 
 #include <QAbstractButton>
+#include <QAbstractItemView>
 #include <QApplication>
 #include <QComboBox>
 #include <QCommandLineParser>
 #include <QDir>
 #include <QElapsedTimer>
-#include <QFileInfo>
 #include <QKeyEvent>
-#include <QMainWindow>
 #include <QMouseEvent>
 #include <QPixmap>
-#include <QStatusBar>
+#include <QStandardPaths>
 #include <QTabWidget>
 #include <QTimer>
-#include <QAbstractItemView>
-#include <QHeaderView>
-
-#include "Unattended.h"
 
 #include <cstdio>
 #include <cstring>
-#include <memory>
 
 namespace {
 
-bool wantsScreenshot(int argc, char **argv)
+bool unattendedRun(int argc, char **argv)
 {
     for (int i = 1; i < argc; ++i)
         if (std::strncmp(argv[i], "--screenshot", 12) == 0
-            || std::strncmp(argv[i], "--filter-screenshots", 20) == 0)
+            || std::strncmp(argv[i], "--filter-screenshots", 20) == 0
+            || std::strncmp(argv[i], "--print-pdf", 11) == 0)
             return true;
     return false;
 }
@@ -113,8 +115,8 @@ bool filterScreenshots(Brennvox10::ctlListRecord *list, const QString &prefix)
 
 int main(int argc, char **argv)
 {
-    const bool screenshot = wantsScreenshot(argc, argv);
-    if (screenshot && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+    const bool unattendedMode = unattendedRun(argc, argv);
+    if (unattendedMode && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
 
     QApplication app(argc, argv);
@@ -138,87 +140,72 @@ int main(int argc, char **argv)
         QDir(here).filePath(QStringLiteral("clientes.conf")));
     QCommandLineOption tabOption(QStringLiteral("tab"),
         QStringLiteral("The tab shown first: facturas or clientes."), QStringLiteral("NAME"));
-    parser.addOptions({ dbOption, confOption, clientsOption, tabOption, shotOption, filterShotOption });
+    QCommandLineOption rowsOption(QStringLiteral("rows"),
+        QStringLiteral("Use a sample of N invoices, made in the cache folder once (instead of --db)."),
+        QStringLiteral("N"));
+    QCommandLineOption pdfOption(QStringLiteral("print-pdf"),
+        QStringLiteral("Render offscreen, print the invoices as listed into FILE and exit."),
+        QStringLiteral("FILE"));
+    parser.addOptions({ dbOption, confOption, clientsOption, tabOption, rowsOption, shotOption,
+        filterShotOption, pdfOption });
     parser.process(app);
 
-    if (screenshot) {
+    if (unattendedMode)
         unattended::install(QCoreApplication::applicationDirPath());
+
+    HostOptions options { parser.value(dbOption), parser.value(confOption), parser.value(clientsOption),
+        parser.value(tabOption) == QLatin1String("clientes") };
+    if (parser.isSet(rowsOption)) {
+        bool numeric = false;
+        const long rows = parser.value(rowsOption).toLong(&numeric);
+        if (!numeric || rows <= 0) {
+            std::fprintf(stderr, "brennvox10-demo: --rows needs a positive whole number\n");
+            return 2;
+        }
+        const LargeSample sample = prepareLargeSample(
+            QStandardPaths::writableLocation(QStandardPaths::CacheLocation), rows, options.conf);
+        if (!sample.error.isEmpty()) {
+            std::fprintf(stderr, "brennvox10-demo: %s\n", qPrintable(sample.error));
+            return 1;
+        }
+        if (sample.generated)
+            std::printf("%s: %ld invoices written in %lld ms\n", qPrintable(sample.db), rows,
+                static_cast<long long>(sample.milliseconds));
+        options.db = sample.db;
+        options.conf = sample.conf;
     }
 
-    QMainWindow window;
-    window.setWindowTitle(QStringLiteral("Brennvox10 demo"));
-    auto *tabs = new QTabWidget(&window);
-    window.setCentralWidget(tabs);
-    window.statusBar()->showMessage(QStringLiteral("Listo"));
-
-    // Invoices: a record list with year and month tabs and one event per command.
-    auto *list = new Brennvox10::ctlListRecord;
-    list->setObjectName(QStringLiteral("ctlListRecord1"));
-    tabs->addTab(list, QStringLiteral("Facturas"));
-    // The list's design height, and wider than its design width so that nine columns stay readable.
-    // Column widths follow the width the list has at Showme.
-    Brennvox10::setTwipsSize(list, 12600, 5925);
-
-    const auto report = [&window](const char *command) {
-        return [&window, command](QString &pItem) {
-            window.statusBar()->showMessage(QLatin1String(command) + QLatin1Char(' ') + pItem);
-        };
-    };
-    QObject::connect(list, &Brennvox10::ctlListRecord::cmdAdd, &window, report("cmdAdd"));
-    QObject::connect(list, &Brennvox10::ctlListRecord::cmdOpen, &window, report("cmdOpen"));
-    QObject::connect(list, &Brennvox10::ctlListRecord::cmdDel, &window, report("cmdDel"));
-    QObject::connect(list, &Brennvox10::ctlListRecord::cmdPrint, &window, report("cmdPrint"));
-    QObject::connect(list, &Brennvox10::ctlListRecord::cmdRecodificar, &window, report("cmdRecodificar"));
-    QObject::connect(list, &Brennvox10::ctlListRecord::cmdAnular, &window, report("cmdAnular"));
-    QObject::connect(list, &Brennvox10::ctlListRecord::ClickMenuContextual, &window, [&window, list] {
-        window.statusBar()->showMessage(QStringLiteral("ClickMenuContextual ") + list->lrSelectedKey());
-    });
-    QObject::connect(list, &Brennvox10::ctlListRecord::cmdClose, &window, &QWidget::close);
-
-    // Clients: a single list, every command through one event that carries its key.
-    auto *clients = new Brennvox10::ctlListSingle;
-    clients->setObjectName(QStringLiteral("ctlListSingle1"));
-    tabs->addTab(clients, QStringLiteral("Clientes"));
-    QObject::connect(
-        clients, &Brennvox10::ctlListSingle::cmdClick, &window, [&window](QString &key, QString &item) {
-            if (key == QLatin1String("Close"))
-                window.close();
-            else
-                window.statusBar()->showMessage(QStringLiteral("cmdClick ") + key + QLatin1Char(' ') + item);
-        });
-
-    for (Brennvox10::ListControl *control :
-        { static_cast<Brennvox10::ListControl *>(list), static_cast<Brennvox10::ListControl *>(clients) }) {
-        control->lrConnectionString(QStringLiteral("Provider=SQLite;Data Source="));
-        control->lrDataSource(parser.value(dbOption));
-    }
-    list->lrConfigFileName(parser.value(confOption));
-    clients->lrConfigFileName(parser.value(clientsOption));
-    if (parser.value(tabOption) == QLatin1String("clientes"))
-        tabs->setCurrentWidget(clients);
-
-    window.resize(
-        tabs->sizeHint().width(), tabs->sizeHint().height() + window.statusBar()->sizeHint().height());
+    HostWindow window(options);
     window.show();
-    list->Showme();
-    clients->Showme();
+    window.showLists();
 
-    if (!screenshot)
+    if (!unattendedMode)
         return app.exec();
 
     const QString file = parser.value(shotOption);
     const QString filterPrefix = parser.value(filterShotOption);
-    if (file.isEmpty() && filterPrefix.isEmpty()) {
-        std::fprintf(stderr, "brennvox10-demo: --screenshot needs a file name\n");
+    const QString pdf = parser.value(pdfOption);
+    if (file.isEmpty() && filterPrefix.isEmpty() && pdf.isEmpty()) {
+        std::fprintf(stderr, "brennvox10-demo: --screenshot and --print-pdf need a file name\n");
         return 2;
     }
-    if (!filterPrefix.isEmpty() && !filterScreenshots(list, filterPrefix))
+    if (!pdf.isEmpty()) {
+        const PrintOutcome printed = window.printToPdf(pdf);
+        if (!printed.ok) {
+            std::fprintf(stderr, "brennvox10-demo: cannot write %s\n", qPrintable(pdf));
+            return 1;
+        }
+        std::printf("%s: %d of %d rows on %d pages\n", qPrintable(pdf), printed.rowsPrinted,
+            printed.rowsShown, printed.pages);
+    }
+    if (!filterPrefix.isEmpty() && !filterScreenshots(window.invoices(), filterPrefix))
         return 1;
     if (file.isEmpty())
         return unattended::problems == 0 ? 0 : 3;
     // The window is grabbed only once the list itself has been painted with its rows.
     PaintWatch watch;
-    auto *shown = tabs->currentWidget()->findChild<Brennvox10::ListView *>(QStringLiteral("ListView1"));
+    auto *shown
+        = window.tabs()->currentWidget()->findChild<Brennvox10::ListView *>(QStringLiteral("ListView1"));
     QWidget *viewport = shown->itemView()->viewport();
     viewport->installEventFilter(&watch);
     viewport->update();
