@@ -18,11 +18,20 @@
 #include <Brennvox10/ctlMenu.h>
 #include <Brennvox10/frmdlgFilter.h>
 
+#include <QPixmap>
+
 namespace Brennvox10 {
 
-// "Brennvox10", "Moltrave Common Controls 1.0" and "1.00.0001".
+// "Brennvox10", "Moltrave Common Controls 1.0" and the file version of the library's version table
+// ("1.00.0001"), which brennvox10-info also reads from the file.
 BRENNVOX10_EXPORT QString libraryName();
 BRENNVOX10_EXPORT QString libraryDescription();
 BRENNVOX10_EXPORT QString libraryVersion();
+
+// Toolbox pictures (16 x 15, 16 colours): ctlListSingle 30000, ctlFilter 30001, ctlMenu 30002,
+// ctlListRecord 30003. A null pixmap for any other id; needs a QGuiApplication.
+inline constexpr int ToolboxPictureFirst = 30000;
+inline constexpr int ToolboxPictureLast = 30003;
+BRENNVOX10_EXPORT QPixmap toolboxPicture(int id);
 
 } // namespace Brennvox10

@@ -17,39 +17,52 @@ namespace Brennvox10 {
 
 class ListControlPrivate;
 
+// The dispatch identifiers both list controls publish (see Dispatch.h); each face adds its own.
 class BRENNVOX10_EXPORT ListControl : public QWidget {
     Q_OBJECT
+    Q_CLASSINFO("dispid 0x68030006 put", "lrConnectionString")
+    Q_CLASSINFO("dispid 0x68030005 put", "lrDataSource")
+    Q_CLASSINFO("dispid 0x68030004 put", "lrUser")
+    Q_CLASSINFO("dispid 0x68030003 put", "lrPassword")
+    Q_CLASSINFO("dispid 0x68030002 put", "lrConfigFileName")
+    Q_CLASSINFO("dispid 0x68030001 get", "lrTabFilter")
+    Q_CLASSINFO("dispid 0x68030000 get", "lrSelectedKey")
+    Q_CLASSINFO("dispid 0x60030007 method", "Showme")
+    Q_CLASSINFO("dispid 0x60030008 method", "SaveConfig")
+    Q_CLASSINFO("dispid 0x60030017 method", "lrAddListItem")
+    Q_CLASSINFO("dispid 0x60030018 method", "lrUpdateListItem")
+    Q_CLASSINFO("dispid 0x60030019 method", "lrDelListItem")
 public:
     ~ListControl() override;
 
     // Connection properties: the connection text is connection string + data source +
     // ";Jet Oledb:database password=" + password, composed at the next Showme. A user name takes
     // no part; it is accepted for hosts that set one.
-    void lrConnectionString(const QString &value);
-    void lrDataSource(const QString &value);
-    void lrUser(const QString &value);
-    void lrPassword(const QString &value);
+    Q_INVOKABLE void lrConnectionString(const QString &value);
+    Q_INVOKABLE void lrDataSource(const QString &value);
+    Q_INVOKABLE void lrUser(const QString &value);
+    Q_INVOKABLE void lrPassword(const QString &value);
     // Path of the list definition file; empty means <library folder>/conf/lrfmt.conf.
-    void lrConfigFileName(const QString &value);
+    Q_INVOKABLE void lrConfigFileName(const QString &value);
 
     // The condition of the tab chosen in strip Index (0 or 1), empty for a list without tabs;
     // Failure 9 for any other Index.
-    QString lrTabFilter(qint16 Index) const;
+    Q_INVOKABLE QString lrTabFilter(qint16 Index) const;
     // The row key of the row the user last picked, without any prefix.
-    QString lrSelectedKey() const;
+    Q_INVOKABLE QString lrSelectedKey() const;
 
     // Reads the definition, rebuilds the columns (and tabs), loads the rows.
-    QVariant Showme();
+    Q_INVOKABLE QVariant Showme();
     // Writes the line limit into the definition file.
-    QVariant SaveConfig();
+    Q_INVOKABLE QVariant SaveConfig();
 
     // The list alone follows a row the host added, changed or deleted; always 0.
-    qint16 lrAddListItem(const QString &pItem);
-    qint16 lrUpdateListItem(const QString &pItem);
-    qint16 lrDelListItem(const QString &pItem);
+    Q_INVOKABLE qint16 lrAddListItem(const QString &pItem);
+    Q_INVOKABLE qint16 lrUpdateListItem(const QString &pItem);
+    Q_INVOKABLE qint16 lrDelListItem(const QString &pItem);
     // Hides and disables command button pIndex; the rest move up. Always false; Failure 340 for a
     // negative index, nothing for one above the last button.
-    bool HideButton(const qint16 &pIndex);
+    Q_INVOKABLE bool HideButton(const qint16 &pIndex);
 
     // In a host's layout: the size last set in twips (the design size until then), and the smallest
     // size whose arrangement leaves the list a positive size.

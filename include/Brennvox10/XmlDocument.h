@@ -6,6 +6,7 @@
 
 #include <Brennvox10/brennvox10_export.h>
 
+#include <QMetaType>
 #include <QString>
 #include <QStringList>
 
@@ -63,3 +64,5 @@ private:
 };
 
 } // namespace Brennvox10::xml
+
+Q_DECLARE_METATYPE(Brennvox10::xml::Node)

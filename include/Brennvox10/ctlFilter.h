@@ -26,6 +26,14 @@ class ctlFilterPrivate;
 
 class BRENNVOX10_EXPORT ctlFilter : public QWidget {
     Q_OBJECT
+    Q_MOC_INCLUDE(<Brennvox10/XmlDocument.h>)
+    Q_CLASSINFO("dispid 0x68030003 put", "fltConnectionString")
+    Q_CLASSINFO("dispid 0x68030002 put", "fltDataSource")
+    Q_CLASSINFO("dispid 0x68030001 put", "fltUser")
+    Q_CLASSINFO("dispid 0x68030000 put", "fltPassword")
+    Q_CLASSINFO("dispid 0x60030004 method", "Showme")
+    Q_CLASSINFO("event 1", "fltFilter")
+    Q_CLASSINFO("event 2", "fltClose")
 public:
     explicit ctlFilter(QWidget *parent = nullptr);
     ~ctlFilter() override;
@@ -33,14 +41,14 @@ public:
     // The connection text for value lists is connection string + data source +
     // ";Jet Oledb:database password=" + password. A user name takes no part; it is accepted for
     // hosts that set one.
-    void fltConnectionString(const QString &value);
-    void fltDataSource(const QString &value);
-    void fltUser(const QString &value);
-    void fltPassword(const QString &value);
+    Q_INVOKABLE void fltConnectionString(const QString &value);
+    Q_INVOKABLE void fltDataSource(const QString &value);
+    Q_INVOKABLE void fltUser(const QString &value);
+    Q_INVOKABLE void fltPassword(const QString &value);
 
     // Lists the entries of pNode in both field lists (emptied first), chooses the first field on each
     // page, which may read its value list, and shows page 1. An empty node is a reported failure.
-    QVariant Showme(const xml::Node &pNode);
+    Q_INVOKABLE QVariant Showme(const Brennvox10::xml::Node &pNode);
 
 Q_SIGNALS:
     // "Aceptar": the checked conditions as one text, e.g. "Zona>'7'  and Ruta<>'2' ". A handler may

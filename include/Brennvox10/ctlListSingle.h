@@ -10,6 +10,9 @@ namespace Brennvox10 {
 
 class BRENNVOX10_EXPORT ctlListSingle : public ListControl {
     Q_OBJECT
+    Q_CLASSINFO("dispid 0x60030009 method", "HideButton")
+    Q_CLASSINFO("event 1", "cmdClick")
+    Q_CLASSINFO("event 2", "ClickMenuContextual")
 public:
     explicit ctlListSingle(QWidget *parent = nullptr);
 

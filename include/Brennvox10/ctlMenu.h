@@ -17,6 +17,10 @@ class ctlMenuPrivate;
 
 class BRENNVOX10_EXPORT ctlMenu : public QWidget {
     Q_OBJECT
+    Q_CLASSINFO("dispid 0x60030001 method", "ConfigureButton")
+    Q_CLASSINFO("dispid 0x68030000 put", "mnuType")
+    Q_CLASSINFO("dispid 0x68030000 get", "mnuType")
+    Q_CLASSINFO("event 1", "cmdClick")
 public:
     explicit ctlMenu(QWidget *parent = nullptr);
     ~ctlMenu() override;
@@ -24,11 +28,14 @@ public:
     // Applies a descriptor to button pIndex and restacks the shown buttons. A null descriptor or an
     // index above 6 changes nothing; a negative index is Failure 340. Returns an empty variant.
     QVariant ConfigureButton(qint16 pIndex, const clsButton *pBtn);
-    QVariant ConfigureButton(qint16 pIndex, const clsButton &pBtn) { return ConfigureButton(pIndex, &pBtn); }
+    Q_INVOKABLE QVariant ConfigureButton(qint16 pIndex, const Brennvox10::clsButton &pBtn)
+    {
+        return ConfigureButton(pIndex, &pBtn);
+    }
 
     // 1 hides "Anular" and "Recodificar", 0 shows them; other values only store the type.
-    void mnuType(qint16 pType);
-    qint16 mnuType() const;
+    Q_INVOKABLE void mnuType(qint16 pType);
+    Q_INVOKABLE qint16 mnuType() const;
 
 Q_SIGNALS:
     // pCmdKey is a copy: what a handler writes to it is discarded.

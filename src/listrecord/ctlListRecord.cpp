@@ -1,3 +1,4 @@
+#include <Brennvox10/Dispatch.h>
 #include <Brennvox10/ctlListRecord.h>
 
 #include "failure/Guard.h"
@@ -127,7 +128,7 @@ bool ctlListRecord::ChangeCaptionButton(const qint16 &pIndex, const QString &pCa
     clsButton button;
     button.Caption(pCaption);
     button.Visible(true);
-    d->ctlMenu1->ConfigureButton(pIndex, &button);
+    d->configureButton(pIndex, button);
     return false;
 }
 

@@ -33,6 +33,9 @@ Failure failureFor(qint32 number, const QString &source)
         { InvalidPropertyValue, "Invalid property value" },
         { InvalidPropertyArrayIndex, "Invalid property array index" },
         { CannotCreateObject, "ActiveX component can't create object" },
+        { MemberNotSupported, "Object doesn't support this property or method" },
+        { ArgumentNotOptional, "Argument not optional" },
+        { WrongArguments, "Wrong number of arguments or invalid property assignment" },
         { NoCurrentRecord,
             "Either BOF or EOF is True, or the current record has been deleted. Requested operation "
             "requires a current record." },

@@ -4,6 +4,7 @@
 #include "failure/Guard.h"
 
 #include "platform/widgets/Twips.h"
+#include <Brennvox10/Dispatch.h>
 #include <Brennvox10/Failure.h>
 #include <Brennvox10/Services.h>
 #include <Brennvox10/clsButton.h>
@@ -261,7 +262,7 @@ bool ListControl::HideButton(const qint16 &pIndex)
 {
     clsButton button;
     button.Visible(false);
-    d->ctlMenu1->ConfigureButton(pIndex, &button);
+    d->configureButton(pIndex, button);
     return false;
 }
 

@@ -6,6 +6,7 @@
 #include "filter/FilterDialog.h"
 #include "recordlist/RecordList.h"
 
+#include <Brennvox10/Dispatch.h>
 #include <Brennvox10/ListControl.h>
 #include <Brennvox10/ListView.h>
 #include <Brennvox10/TabStrip.h>
@@ -48,6 +49,13 @@ public:
     RecordList list;
     FilterDialog filterDialog;
     float lastX = 0, lastY = 0;
+
+    // The command bar is reached as a container reaches it: by its published identifier.
+    void configureButton(qint16 index, const clsButton &button)
+    {
+        QVariantList args { QVariant::fromValue(index), QVariant::fromValue(button) };
+        dispatch::invoke(ctlMenu1, 0x60030001, dispatch::Kind::Method, args);
+    }
 };
 
 } // namespace Brennvox10
