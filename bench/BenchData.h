@@ -15,25 +15,13 @@
 
 namespace bench {
 
-// The bench file is made once per row count and reused while it still holds that many rows.
+// The invoices table, made once per row count.
 inline QString benchDatabase(const QString &folder, int rows)
 {
     const QString path = QDir(folder).filePath(QStringLiteral("bench_loadlist_%1.db").arg(rows));
-    if (QFileInfo::exists(path)) {
-        Db db(path, SQLITE_OPEN_READONLY);
-        if (db.rowCount("inv") == rows)
-            return path;
-    }
-    std::fprintf(stderr, "writing %s ...\n", qPrintable(path));
-    const QString partial = path + QStringLiteral(".partial");
-    QFile::remove(partial);
-    {
-        Db db(partial, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
-        db.exec("pragma journal_mode = off");
-        db.exec("pragma synchronous = off");
+    return cachedDatabase(path, "inv", rows, [rows](Db &db) {
         db.exec("create table inv (id INTEGER PRIMARY KEY, numero TEXT, fecha DATE, cliente TEXT, zona TEXT,"
                 " total CURRENCY, estado TEXT, peso REAL)");
-        db.exec("begin");
         sqlite3_stmt *insert = db.prepare("insert into inv values (?, ?, ?, ?, ?, ?, ?, ?)");
         static const char *const first[] = { "Comercial", "Ferretería", "Bodegas", "Talleres", "Farmacia",
             "Panadería", "Hermanos", "Distribuciones" };
@@ -68,12 +56,7 @@ inline QString benchDatabase(const QString &folder, int rows)
             sqlite3_reset(insert);
         }
         sqlite3_finalize(insert);
-        db.exec("commit");
-    }
-    QFile::remove(path);
-    if (!QFile::rename(partial, path))
-        fail("cannot move the bench database to " + path.toStdString());
-    return path;
+    });
 }
 
 inline QString writeDefinition(const QString &folder, int rows, int maxLines)

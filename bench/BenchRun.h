@@ -72,6 +72,32 @@ private:
     sqlite3 *m_db = nullptr;
 };
 
+// A bench database made once per row count and reused while `table` still holds that many rows.
+// `fill` writes it, inside one transaction, into a partial file that takes the name once complete.
+template <typename Fill> QString cachedDatabase(const QString &path, const char *table, int rows, Fill &&fill)
+{
+    if (QFile::exists(path)) {
+        Db db(path, SQLITE_OPEN_READONLY);
+        if (db.rowCount(table) == rows)
+            return path;
+    }
+    std::fprintf(stderr, "writing %s ...\n", qPrintable(path));
+    const QString partial = path + QStringLiteral(".partial");
+    QFile::remove(partial);
+    {
+        Db db(partial, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+        db.exec("pragma journal_mode = off");
+        db.exec("pragma synchronous = off");
+        db.exec("begin");
+        fill(db);
+        db.exec("commit");
+    }
+    QFile::remove(path);
+    if (!QFile::rename(partial, path))
+        fail("cannot move the bench database to " + path.toStdString());
+    return path;
+}
+
 // Steps a query over a bench database and hands every row to a callback.
 template <typename RowFn> void forEachRow(const QString &path, const std::string &sql, RowFn &&row)
 {

@@ -80,24 +80,12 @@ std::string clientName(int id)
     return text;
 }
 
-// The bench file is made once per row count and reused while it still holds that many rows.
+// The clients table, made once per row count.
 QString benchDatabase(const QString &folder, int rows)
 {
     const QString path = QDir(folder).filePath(QStringLiteral("bench_filter_%1.db").arg(rows));
-    if (QFileInfo::exists(path)) {
-        Db db(path, SQLITE_OPEN_READONLY);
-        if (db.rowCount("clientes") == rows)
-            return path;
-    }
-    std::fprintf(stderr, "writing %s ...\n", qPrintable(path));
-    const QString partial = path + QStringLiteral(".partial");
-    QFile::remove(partial);
-    {
-        Db db(partial, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
-        db.exec("pragma journal_mode = off");
-        db.exec("pragma synchronous = off");
+    return bench::cachedDatabase(path, "clientes", rows, [rows](Db &db) {
         db.exec("create table clientes (id INTEGER PRIMARY KEY, nombre TEXT)");
-        db.exec("begin");
         sqlite3_stmt *insert = db.prepare("insert into clientes values (?, ?)");
         for (int id = 1; id <= rows; ++id) {
             sqlite3_bind_int64(insert, 1, id);
@@ -108,12 +96,7 @@ QString benchDatabase(const QString &folder, int rows)
             sqlite3_reset(insert);
         }
         sqlite3_finalize(insert);
-        db.exec("commit");
-    }
-    QFile::remove(path);
-    if (!QFile::rename(partial, path))
-        fail("cannot move the bench database to " + path.toStdString());
-    return path;
+    });
 }
 
 // ---- paint ------------------------------------------------------------------------------------

@@ -15,6 +15,17 @@ public:
     Statement(const Statement &) = delete;
     Statement &operator=(const Statement &) = delete;
 
+    // The invoice's own fields, in the order both the insert and the update take them.
+    Statement &bindFields(const Invoice &v)
+    {
+        return bind(1, v.number)
+            .bind(2, v.date.toString(Qt::ISODate))
+            .bind(3, double(v.cents) / 100.0)
+            .bind(4, v.state)
+            .bind(5, double(v.grams) / 1000.0)
+            .bind(6, v.state)
+            .bind(7, qint64(v.client));
+    }
     Statement &bind(int i, qint64 v)
     {
         m_ok = m_ok && sqlite3_bind_int64(m_stmt, i, v) == SQLITE_OK;
@@ -184,14 +195,7 @@ std::optional<qint64> InvoiceStore::insert(const Invoice &v)
         = write("insert into facturas (numero, fecha, cliente, zona, ruta, total, pagada, peso, estado)"
                 " select ?, ?, c.id, c.zona, c.ruta, ?, ? = 'Cobrada', ?, ? from clientes c where c.id = ?",
             [&](Statement &s) {
-                s.bind(1, v.number)
-                    .bind(2, v.date.toString(Qt::ISODate))
-                    .bind(3, double(v.cents) / 100.0)
-                    .bind(4, v.state)
-                    .bind(5, double(v.grams) / 1000.0)
-                    .bind(6, v.state)
-                    .bind(7, qint64(v.client));
-                if (!s.done())
+                if (!s.bindFields(v).done())
                     return false;
                 if (sqlite3_changes(m_db) != 1) {
                     m_error = QStringLiteral("el cliente %1 no existe").arg(v.client);
@@ -210,15 +214,7 @@ bool InvoiceStore::update(const Invoice &v)
                  " total = ?, pagada = ? = 'Cobrada', peso = ?, estado = ? from clientes c"
                  " where c.id = ? and facturas.id = ?",
         [&](Statement &s) {
-            s.bind(1, v.number)
-                .bind(2, v.date.toString(Qt::ISODate))
-                .bind(3, double(v.cents) / 100.0)
-                .bind(4, v.state)
-                .bind(5, double(v.grams) / 1000.0)
-                .bind(6, v.state)
-                .bind(7, qint64(v.client))
-                .bind(8, v.id);
-            if (!s.done())
+            if (!s.bindFields(v).bind(8, v.id).done())
                 return false;
             if (sqlite3_changes(m_db) != 1) {
                 m_error = QStringLiteral("la factura o su cliente ya no existen");
