@@ -13,6 +13,7 @@
 #include <Brennvox10/Services.h>
 #include <Brennvox10/TabStrip.h>
 
+#include <QScopedValueRollback>
 #include <QLabel>
 #include <QLoggingCategory>
 
@@ -292,6 +293,9 @@ QString RecordList::listQuery() const
 
 void RecordList::LoadList()
 {
+    if (m_readingRows)
+        return;
+    const QScopedValueRollback<bool> reading(m_readingRows, true);
     const busy::Scope busy;
     guarded(m_control, [&](Guard &g) {
         if (!checksPass(g))

@@ -98,6 +98,9 @@ private:
     QString m_selectedKey;
     QString m_caption, m_source, m_keyField;
     qint32 m_maxLines = 0;
+    // A long load lets the window repaint, and a host timer may then ask for another load: the one
+    // running reads the rows, the nested request is dropped.
+    bool m_readingRows = false;
     std::array<TabSpec, 2> m_tabs;
 };
 

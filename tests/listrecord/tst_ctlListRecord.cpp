@@ -116,6 +116,29 @@ QStringList keys(const ListView &lv)
     return rowTexts(lv).replaceInStrings(QRegularExpression("\\|.*"), QString());
 }
 
+// Counts the paints a widget gets while a flag is up.
+class PaintCounter : public QObject {
+public:
+    PaintCounter(QWidget *widget, const bool &when, int &count)
+        : m_when(when)
+        , m_count(count)
+    {
+        widget->installEventFilter(this);
+    }
+
+protected:
+    bool eventFilter(QObject *, QEvent *event) override
+    {
+        if (event->type() == QEvent::Paint && m_when)
+            ++m_count;
+        return false;
+    }
+
+private:
+    const bool &m_when;
+    int &m_count;
+};
+
 } // namespace
 
 Q_DECLARE_METATYPE(Setup)
@@ -562,6 +585,50 @@ private Q_SLOTS:
             QCOMPARE(waiting, QList<bool> { tabs.startsWith(slowTab) });
             QVERIFY(!QGuiApplication::overrideCursor());
         }
+    }
+
+    void longLoadsRepaintAndStop_data()
+    {
+        QTest::addColumn<QString>("connection");
+        QTest::addColumn<bool>("escape");
+        QTest::addColumn<QString>("reported");
+        QTest::newRow("Esc") << "Provider=SQLite;Data Source=" << true << "interrupted: the user cancelled the load";
+        QTest::newRow("Command Timeout") << "Provider=SQLite;Command Timeout=0.6;Data Source=" << false
+                                         << "interrupted: the query ran past its time limit of 0.6 s (Command Timeout)";
+    }
+
+    void longLoadsRepaintAndStop()
+    {
+        // Rows that trickle in, one every few dozen milliseconds: while they come the window repaints
+        // and timers run; Esc or the time limit ends the load, which is reported, and the rows read
+        // so far stay in the list.
+        QFETCH(QString, connection);
+        QFETCH(bool, escape);
+        const QString source
+            = "select 1000000 + i as id, 'N' || i as numero, '2009-01-01' as fecha, 1.5 as total, 1 as pagada, "
+              "0.5 as peso from (with recursive n(i) as (select 1 union all select i + 1 from n where i &lt; "
+              "100000000) select i from n) where i % 300000 = 0";
+        auto c = makeList(Setup { .source = source, .tabs = EmptyTabs });
+        c->lrConnectionString(connection);
+        c->show();
+        QVERIFY(QTest::qWaitForWindowExposed(c.get()));
+        bool loading = false;
+        int paintedWhileLoading = 0;
+        PaintCounter counter(c->ActiveListView()->itemView()->viewport(), loading, paintedWhileLoading);
+        QTimer::singleShot(400, c.get(), [&] {
+            c->ActiveListView()->itemView()->viewport()->update();
+            if (escape)
+                QTest::keyClick(c.get(), Qt::Key_Escape);
+        });
+        loading = true;
+        c->Showme();
+        loading = false;
+        QVERIFY(paintedWhileLoading > 0);
+        QCOMPARE(reports->reports.size(), 1);
+        QTEST(reports->reports.first().description, "reported");
+        const int kept = c->ActiveListView()->ListItems().Count();
+        QVERIFY2(kept > 0 && kept < 300, qPrintable(QString::number(kept)));
+        QVERIFY(!QGuiApplication::overrideCursor());
     }
 
     void headerClicksSortAndCommandsReachTheHost()

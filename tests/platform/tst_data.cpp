@@ -3,6 +3,10 @@
 #include "support/FailureOf.h"
 #include "support/Fixtures.h"
 
+#include <QCryptographicHash>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QScopeGuard>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -14,6 +18,16 @@ static QString connectionTo(const QString &path)
 {
     return QStringLiteral("Provider=SQLite;Data Source=") + path
         + QStringLiteral(";Jet Oledb:database password=");
+}
+
+// Each file of a folder with a hash of its bytes: a read must leave the folder exactly so.
+static QMap<QString, QByteArray> snapshot(const QString &folder)
+{
+    QMap<QString, QByteArray> files;
+    for (const QFileInfo &file : QDir(folder).entryInfoList(QDir::Files | QDir::Hidden | QDir::System))
+        files.insert(file.fileName(),
+            QCryptographicHash::hash(readBytes(file.filePath()), QCryptographicHash::Sha256));
+    return files;
 }
 
 class tst_Data : public QObject {
@@ -29,13 +43,22 @@ class tst_Data : public QObject {
         return path;
     }
 
+    QString newFolder()
+    {
+        const QString name = QStringLiteral("f%1").arg(++fileCount);
+        QDir(dir.path()).mkdir(name);
+        return dir.filePath(name);
+    }
+
     QString people()
     {
         return newDatabase(
             QStringLiteral("create table t(id INTEGER PRIMARY KEY, name TEXT, price CURRENCY, born DATE);"
                            "insert into t values (1, 'Ana', 1234.5, '2008-03-05');"
                            "insert into t values (2, 'Luis', NULL, NULL);"
-                           "insert into t values (3, 'Eva', '99.95', '2024-02-29');"));
+                           "insert into t values (3, 'Eva', '99.95', '2024-02-29');"
+                           "create virtual table docs using fts5(body);"
+                           "insert into docs values ('alpha beta'), ('gamma');"));
     }
 
 private Q_SLOTS:
@@ -209,6 +232,10 @@ private Q_SLOTS:
         sql("drop", "DROP TABLE t");
         sql("attach", "ATTACH DATABASE '" + other + "' AS o");
         sql("pragma write", "PRAGMA user_version = 7");
+        sql("pragma mode", "PRAGMA journal_mode = delete");
+        sql("schema update", "UPDATE sqlite_master SET sql = ''");
+        sql("full-text insert", "INSERT INTO docs VALUES ('x')");
+        sql("full-text command", "INSERT INTO docs(docs) VALUES ('optimize')");
         sql("vacuum into", "VACUUM INTO '" + other + "'");
         sql("begin", "BEGIN IMMEDIATE");
         sql("load_extension", "select load_extension('libnothing')");
@@ -217,10 +244,17 @@ private Q_SLOTS:
         sql("nothing", " -- only a comment");
         sql("huge value", "select zeroblob(200000000)");
         sql("syntax", "selec * from t", "near \"selec\": syntax error");
-        // The step time limit is cut short for this test.
+        // The default time limit is cut short for this test; the connection text's own limit wins.
         sql("runaway",
             "with recursive c(x) as (select 1 union all select x + 1 from c) select count(*) from c",
-            "interrupted");
+            "interrupted: the query ran past its time limit of 0.3 s (Command Timeout)");
+        QTest::newRow("runaway past its Command Timeout")
+            << "with recursive c(x) as (select 1 union all select x + 1 from c) select count(*) from c"
+            << QStringLiteral("Provider=SQLite;Command Timeout=0.5;Data Source=") + people() << CommandError
+            << "interrupted: the query ran past its time limit of 0.5 s (Command Timeout)";
+        QTest::newRow("a time limit that is no number")
+            << "select 1" << QStringLiteral("Provider=SQLite;Command Timeout=soon;Data Source=") + people()
+            << CommandError << "Command Timeout must be a number of seconds, 0 for none: soon";
         QTest::newRow("missing file")
             << "select 1" << connectionTo(dir.filePath(QStringLiteral("missing.db"))) << DatabaseError
             << "unable to open database file";
@@ -252,6 +286,130 @@ private Q_SLOTS:
         QCOMPARE(readBytes(path), before);
         QVERIFY(!QFile::exists(dir.filePath(QStringLiteral("other.db")))
             && !QFile::exists(dir.filePath(QStringLiteral("missing.db"))));
+    }
+
+    // Reads through virtual tables and pragmas, which the authorizer must tell from writes.
+    void readsThroughVirtualTables_data()
+    {
+        QTest::addColumn<QString>("sql");
+        QTest::addColumn<int>("rows");
+        QTest::newRow("full-text match") << "select * from docs where docs match 'gamma'" << 1;
+        QTest::newRow("dbstat") << "select * from dbstat where name = 't'" << 1;
+        QTest::newRow("pragma function") << "select name from pragma_table_info('t')" << 4;
+        QTest::newRow("pragma") << "PRAGMA table_info(t)" << 4;
+        QTest::newRow("setting asked") << "select * from pragma_user_version" << 1;
+    }
+
+    void readsThroughVirtualTables()
+    {
+        QFETCH(QString, sql);
+        const QString path = people();
+        const QByteArray before = readBytes(path);
+        int rows = 0;
+        const Failure failure = failureOf([&] {
+            Recordset rs;
+            for (rs.Open(sql, connectionTo(path)); !rs.Eof(); rs.MoveNext())
+                ++rows;
+        });
+        QVERIFY2(!failure.number(), qPrintable(failure.description()));
+        QTEST(rows, "rows");
+        QCOMPARE(readBytes(path), before);
+    }
+
+    // Whatever the file's journal mode or name, a read creates nothing beside it and changes no byte;
+    // the data source is a plain path even when it reads like a URI.
+    void readLeavesFolderAsItWas_data()
+    {
+        QTest::addColumn<QString>("journal"); // the mode the file was written in; empty: no file
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<bool>("relative");
+        const QString uriLike = QStringLiteral("file:evil.db?mode=rwc&vfs=unix-none");
+        // clang-format off
+        QTest::newRow("WAL") << "WAL" << "w.db" << false;
+        QTest::newRow("rollback journal") << "DELETE" << "r.db" << false;
+        QTest::newRow("like a URI") << "DELETE" << uriLike << false;
+        QTest::newRow("like a URI, relative") << "WAL" << uriLike << true;
+        QTest::newRow("missing, like a URI, relative") << "" << "file:evil.db?mode=rwc" << true;
+        // clang-format on
+    }
+
+    void readLeavesFolderAsItWas()
+    {
+        QFETCH(QString, journal);
+        QFETCH(QString, name);
+        QFETCH(bool, relative);
+        const QString folder = newFolder();
+        const QString path = QDir(folder).filePath(name);
+        if (!journal.isEmpty()) {
+            makeDatabase(path,
+                { "pragma journal_mode=" + journal + "; create table t(v); insert into t values (1), (2);" });
+            QCOMPARE(readBytes(path).at(19) == 2, journal == u"WAL");
+        }
+        const auto before = snapshot(folder);
+        const QString previous = QDir::currentPath();
+        if (relative)
+            QDir::setCurrent(folder);
+        const auto restore = qScopeGuard([&] { QDir::setCurrent(previous); });
+        qint64 count = 0;
+        const Failure failure = failureOf([&] {
+            Recordset rs;
+            rs.Open(QStringLiteral("select count(*) from t"), connectionTo(relative ? name : path));
+            count = rs.Fields(0).asInt64();
+        });
+        QCOMPARE(failure.description(),
+            journal.isEmpty() ? QStringLiteral("unable to open database file") : QString());
+        QCOMPARE(count, journal.isEmpty() ? 0 : 2);
+        QCOMPARE(snapshot(folder), before);
+    }
+
+    // Another program's write: the hot journal of one that crashed, or the lock of one still running.
+    // Either is told for what it is, within the busy timeout, and every file stays as it was.
+    void anotherProgramsWrite_data()
+    {
+        QTest::addColumn<bool>("crashed");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("hot journal") << true
+                                     << "the database has an unfinished write from another program (hot "
+                                        "journal); open it once with a program that can write to it";
+        QTest::newRow("locked") << false << "database is locked";
+    }
+
+    void anotherProgramsWrite()
+    {
+        QFETCH(bool, crashed);
+        QString folder = newFolder();
+        QString path = QDir(folder).filePath(QStringLiteral("w.db"));
+        makeDatabase(path,
+            { "create table t(v); with recursive c(x) as (select 1 union all select x + 1 "
+              "from c where x < 300) insert into t select randomblob(900) from c;" });
+        sqlite3 *writer = nullptr;
+        sqlite3_open(QFile::encodeName(path).constData(), &writer);
+        const auto closeWriter = qScopeGuard([&] { sqlite3_close(writer); });
+        // A cache this small spills the update into the file before the transaction ends.
+        QCOMPARE(sqlite3_exec(writer,
+                     crashed ? "pragma cache_size = 10; begin; update t set v = randomblob(900);"
+                             : "begin exclusive",
+                     nullptr, nullptr, nullptr),
+            SQLITE_OK);
+        if (crashed) {
+            // What a crash leaves: the half-written file and its journal, with no writer holding them.
+            const QString copy = newFolder();
+            for (const QString &suffix : { QString(), QStringLiteral("-journal") })
+                QVERIFY(QFile::copy(path + suffix, QDir(copy).filePath(QStringLiteral("w.db") + suffix)));
+            folder = copy;
+            path = QDir(copy).filePath(QStringLiteral("w.db"));
+        }
+        const auto before = snapshot(folder);
+        QElapsedTimer timer;
+        timer.start();
+        const Failure failure = failureOf([&] {
+            Recordset rs;
+            rs.Open(QStringLiteral("select count(*) from t"), connectionTo(path));
+        });
+        QCOMPARE_LT(timer.elapsed(), 10000);
+        QCOMPARE(failure.number(), DatabaseError);
+        QTEST(failure.description(), "message");
+        QCOMPARE(snapshot(folder), before);
     }
 
     void observerSeesTextsInOrderAndPasswordIsNeverLogged()

@@ -1,6 +1,8 @@
 // The report list as hosts and users meet it: keyed rows, sub-items, text sorting, hit testing and mouse
-// notifications on a real, shown widget, a consistent item model, and the memory a big load costs.
+// notifications on a real, shown widget, a consistent item model, the memory a big load costs, and
+// running out of it.
 
+#include "platform/memory/Prefault.h"
 #include "support/FailureOf.h"
 #include "support/Fixtures.h"
 
@@ -68,6 +70,13 @@ bool shown(ListView &list)
     const bool exposed = QTest::qWaitForWindowExposed(&list);
     QCoreApplication::processEvents();
     return exposed;
+}
+
+// glibc's in-use bytes, big blocks included.
+qint64 heapInUse()
+{
+    const struct mallinfo2 info = mallinfo2();
+    return qint64(info.uordblks) + qint64(info.hblkhd);
 }
 
 QString keyAt(const ListView &list, QWidget *from, QPoint point)
@@ -481,17 +490,13 @@ private Q_SLOTS:
 #ifdef __SANITIZE_ADDRESS__ // GCC and Clang both say so
         QSKIP("AddressSanitizer keeps its own heap, which mallinfo2 does not see: nothing to measure");
 #endif
-        const auto heapInUse = [] {
-            const struct mallinfo2 info = mallinfo2();
-            return quint64(info.uordblks) + quint64(info.hblkhd);
-        };
         const int rows = 200000;
-        const quint64 before = heapInUse();
+        const qint64 before = heapInUse();
         {
             ListView list;
             fill(list, 8, {});
             QVERIFY(shown(list));
-            const quint64 empty = heapInUse();
+            const qint64 empty = heapInUse();
             // Rows like a list of invoices: about 80 bytes of text in eight cells.
             for (int i = 0; i < rows; ++i) {
                 const QByteArray n = QByteArray::number(i), key = "T" + QByteArray::number(100000 + i);
@@ -516,6 +521,93 @@ private Q_SLOTS:
         }
         // Everything goes back when the list goes.
         QVERIFY2(heapInUse() < before + 1024 * 1024, qPrintable(QString::number(heapInUse() - before)));
+    }
+
+    void bigCellsCostTheirSize()
+    {
+#ifdef __SANITIZE_ADDRESS__
+        QSKIP("AddressSanitizer keeps its own heap, which mallinfo2 does not see: nothing to measure");
+#endif
+        // One row of 40 cells of 256 KB: it outgrows its chunk again and again, and must leave no copies.
+        ListView list;
+        list.ColumnHeaders().Add("id", "id", 100);
+        fill(list, 40, {});
+        const QByteArray text(256 * 1024, 'x');
+        const qint64 start = heapInUse();
+        const ListItem item = list.ListItems().Add("K", "row");
+        qint64 peak = 0;
+        for (int c = 1; c <= 40; ++c) {
+            item.setSubItems(c, CellValue::fromText(text));
+            peak = std::max(peak, heapInUse() - start);
+        }
+        const qint64 payload = 40 * text.size();
+        QVERIFY2(peak < 3 * payload, qPrintable(QStringLiteral("%1 for %2").arg(peak).arg(payload)));
+        QCOMPARE(item.SubItems(40).size(), text.size());
+    }
+
+    void outOfMemory_data()
+    {
+        QTest::addColumn<Action>("action");
+        static const QByteArray big(2 * 1024 * 1024, 'b');
+        // A view past what a row can hold; its bytes are never read.
+        const CellValue huge = CellValue::fromText(QByteArrayView(big.constData(), (qsizetype(1) << 32) + 16));
+        const CellValue bigCell = CellValue::fromText(big);
+        // The next block of a megabyte or more is refused.
+        const auto starved = [](Action a) {
+            return Action([a](ListView &l) {
+                failNextBlockOf = 1024 * 1024;
+                a(l);
+            });
+        };
+        QTest::newRow("new row") << starved([=](auto &l) { l.ListItems().Add(QByteArrayView("T3"), bigCell); });
+        QTest::newRow("newest row grows") << starved([=](auto &l) { l.ListItems().Item(2).setSubItems(1, bigCell); });
+        QTest::newRow("older row rewritten") << starved([=](auto &l) { l.ListItems().Item(1).setSubItems(1, bigCell); });
+        QTest::newRow("new row past 4 GiB") << Action([=](auto &l) { l.ListItems().Add(QByteArrayView("T3"), huge); });
+        QTest::newRow("newest row past 4 GiB") << Action([=](auto &l) { l.ListItems().Item(2).setSubItems(1, huge); });
+        QTest::newRow("older row past 4 GiB") << Action([=](auto &l) { l.ListItems().Item(1).setText(huge); });
+    }
+
+    void outOfMemory()
+    {
+        QFETCH(Action, action);
+        ListView list;
+        fill(list, 2, { "uno|1", "dos" });
+        const int number = failureOf([&] { action(list); }).number();
+        failNextBlockOf = 0;
+        QCOMPARE(number, OutOfMemory);
+        // The list is as it was, and goes on working.
+        expectRows(list, { "T1|uno|1", "T2|dos|" });
+        const QByteArray big(3 * 1024 * 1024, 'c');
+        list.ListItems().Add("T3", "tres").setSubItems(1, CellValue::fromText(big));
+        QCOMPARE(list.ListItems().Item("T3").SubItems(1).size(), big.size());
+        list.ListItems().Clear();
+        fill(list, 0, { "new" });
+        expectRows(list, { "T1|new|" });
+    }
+
+    void longTextIsCutWhereShown_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("cut");
+        const QString ellipsis(QChar(0x2026)), y(4096, QLatin1Char('y')), emoji = QString::fromUtf8("\xF0\x9F\x98\x80");
+        QTest::newRow("all a cell shows") << y << y;
+        QTest::newRow("one more") << y + "z" << y + ellipsis;
+        QTest::newRow("100,000 characters") << QString(100000, QLatin1Char('w')) << QString(4096, QLatin1Char('w')) + ellipsis;
+        QTest::newRow("two-byte UTF-8") << QString(50000, QChar(0xe9)) << QString(4096, QChar(0xe9)) + ellipsis;
+        // A pair of surrogates is never cut.
+        QTest::newRow("pairs across the end") << "a" + emoji.repeated(30000) << "a" + emoji.repeated(2047) + ellipsis;
+    }
+
+    void longTextIsCutWhereShown()
+    {
+        QFETCH(QString, text);
+        QFETCH(QString, cut);
+        ListView list;
+        fill(list, 2, { "uno|" + text });
+        QVERIFY(shown(list));
+        QCOMPARE(list.itemView()->model()->index(0, 1).data().toString(), cut);
+        QCOMPARE(list.ListItems().Item(1).SubItems(1), text);
+        list.itemView()->viewport()->repaint();
     }
 };
 

@@ -43,7 +43,8 @@ public:
 // Prepares sql on the provider the connection names; Failure 3706 for a provider we do not have.
 std::unique_ptr<Cursor> openCursor(const ConnectionText &connection, const QString &sql);
 
-// How long one step may run before it is interrupted; generous, it only stops runaway queries.
+// How long a recordset may run, from its open to its last row, when the connection text names no
+// "Command Timeout": 30 s unless changed here.
 void setStepTimeLimit(std::chrono::milliseconds limit);
 std::chrono::milliseconds stepTimeLimit();
 

@@ -48,7 +48,7 @@ namespace {
 
 const QString failureSource = QStringLiteral("Brennvox10.Recordset");
 
-std::atomic<qint64> stepLimitMs { 120 * 1000 };
+std::atomic<qint64> stepLimitMs { 30 * 1000 };
 
 [[noreturn]] void fail(qint32 number)
 {

@@ -1,6 +1,7 @@
 #include "platform/memory/Prefault.h"
 
 #include <cstdint>
+#include <new>
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -18,6 +19,20 @@ void prefault(void *memory, size_t bytes)
     // Older kernels refuse the advice; the pages then fault in as they are touched.
     if (end > begin)
         madvise(reinterpret_cast<void *>(begin), end - begin, MADV_POPULATE_WRITE);
+}
+
+thread_local size_t failNextBlockOf = 0;
+
+std::unique_ptr<char[]> bulkBlock(size_t bytes)
+{
+    if (failNextBlockOf && bytes >= failNextBlockOf) {
+        failNextBlockOf = 0;
+        throw std::bad_alloc();
+    }
+    auto block = std::make_unique_for_overwrite<char[]>(bytes);
+    if (bytes >= 64 * 1024)
+        prefault(block.get(), bytes);
+    return block;
 }
 
 } // namespace Brennvox10

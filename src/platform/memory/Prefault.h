@@ -12,6 +12,13 @@ namespace Brennvox10 {
 // Backs the pages of a fresh block in one call; where the kernel refuses, they fault in as touched.
 void prefault(void *memory, size_t bytes);
 
+// A block for bulk data, backed in one call when large. Throws std::bad_alloc when memory runs out.
+std::unique_ptr<char[]> bulkBlock(size_t bytes);
+
+// Test seam, so that running out of memory can be tried: the next bulkBlock of at least this many
+// bytes throws std::bad_alloc and the seam disarms itself. 0, never, unless a test sets it.
+extern thread_local size_t failNextBlockOf;
+
 // For the arrays that grow with the row count.
 template <typename T> struct PrefaultAllocator {
     using value_type = T;

@@ -1,8 +1,11 @@
 #pragma once
-// The wait cursor for work that blocks the user interface. A load or a sort opens a scope; the loops
-// inside it (rows read, the engine's progress, rows sorted) tick. Once a scope has run past a tenth of
-// a second the pointer shows the wait cursor, until the outermost scope ends. Short work never
-// flickers the pointer.
+// Work that blocks the user interface: a load or a sort opens a scope, and the loops inside it (rows
+// read, the engine's progress, rows sorted) tick. Once a scope has run past a tenth of a second the
+// pointer shows the wait cursor until the outermost scope ends, and from then on a tick now and then
+// lets the window repaint: paint, timers and posted events are handled, while the user's input is
+// held off, apart from Esc, which asks the work to stop. Short work never flickers the pointer.
+
+#include <functional>
 
 namespace Brennvox10::busy {
 
@@ -16,5 +19,14 @@ public:
 
 // Cheap enough to call for every row; does nothing outside a scope or off the user-interface thread.
 void tick();
+
+// Whether the user pressed Esc during the current outermost scope.
+bool cancelRequested();
+
+// Whether events are being handled from inside a tick: work posted for later should wait for the
+// scope to end rather than run now, through whenDone.
+bool pumping();
+// Runs `work` once the outermost scope has ended (at once outside any scope).
+void whenDone(std::function<void()> work);
 
 } // namespace Brennvox10::busy

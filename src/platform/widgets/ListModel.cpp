@@ -12,6 +12,7 @@
 #include <QAbstractItemView>
 
 #include <algorithm>
+#include <new>
 
 namespace Brennvox10 {
 
@@ -47,6 +48,23 @@ qint16 shiftCode(Qt::KeyboardModifiers modifiers)
 {
     return qint16((modifiers & Qt::ShiftModifier ? 1 : 0) | (modifiers & Qt::ControlModifier ? 2 : 0)
         | (modifiers & Qt::AltModifier ? 4 : 0));
+}
+
+// No column shows more of a text than this, and laying out a text of megabytes would stall the view.
+constexpr qsizetype ShownLength = 4096;
+
+QString shownText(CellValue cell)
+{
+    // UTF-8 takes at most three bytes for each UTF-16 unit: this many bytes still decode past the
+    // length shown, and a sequence they cut lies beyond it.
+    constexpr qsizetype enough = 3 * (ShownLength + 2);
+    if (cell.kind == CellValue::Kind::Text && cell.text.size() > enough)
+        cell.text = cell.text.first(enough);
+    QString text = cellText(cell, QLocale());
+    if (text.size() <= ShownLength)
+        return text;
+    text.truncate(text.at(ShownLength - 1).isHighSurrogate() ? ShownLength - 1 : ShownLength);
+    return text + QChar(0x2026);
 }
 
 } // namespace
@@ -93,7 +111,7 @@ QVariant ListViewPrivate::data(const QModelIndex &index, int role) const
         return QVariant();
     switch (role) {
     case Qt::DisplayRole:
-        return cellText(store.cell(order.at(size_t(index.row())), index.column()), QLocale());
+        return shownText(store.cell(order.at(size_t(index.row())), index.column()));
     case Qt::TextAlignmentRole:
         return alignmentFlags(columns[size_t(index.column())]->m_alignment);
     default:
@@ -131,6 +149,17 @@ void ListViewPrivate::scheduleFlush()
         this,
         [this] {
             flushScheduled = false;
+            if (busy::pumping()) {
+                // A long load is letting the window repaint: its rows are announced once it is done.
+                flushScheduled = true;
+                busy::whenDone([alive = QPointer<ListViewPrivate>(this)] {
+                    if (alive) {
+                        alive->flushScheduled = false;
+                        alive->scheduleFlush();
+                    }
+                });
+                return;
+            }
             flush();
         },
         Qt::QueuedConnection);
@@ -250,7 +279,12 @@ quint32 ListViewPrivate::addRow(QByteArrayView key, const CellValue &text)
     const quint32 id = store.append(key, text);
     if (id == RowStore::None)
         throw failureFor(FailureNumber::KeyNotUnique);
-    order.pushBack(id);
+    try {
+        order.pushBack(id);
+    } catch (const std::bad_alloc &) {
+        store.remove(id); // a row the order cannot hold is no row at all
+        throw failureFor(FailureNumber::OutOfMemory);
+    }
     scheduleFlush();
     return id;
 }

@@ -1,11 +1,13 @@
 #include "platform/widgets/RowStore_p.h"
 
-#include <QHashFunctions>
+#include <Brennvox10/Failure.h>
 
+#include <QHashFunctions>
 
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <new>
 
 namespace Brennvox10 {
 
@@ -14,6 +16,8 @@ namespace {
 constexpr quint32 HeaderSize = 4;
 constexpr quint32 FirstChunkSize = 16 * 1024;
 constexpr quint32 LargestChunkSize = 4 * 1024 * 1024;
+// Sizes and offsets in a chunk are 32-bit: a row must stay below that, with room to spare.
+constexpr quint64 LargestRow = 0xffff0000u;
 // Below this much garbage a rewrite never pays for itself.
 constexpr quint64 CompactionFloor = 1024 * 1024;
 
@@ -80,13 +84,14 @@ quint8 tagOf(const CellValue &v)
     return quint8(quint8(v.kind) | quint8(v.style) << 3 | (v.hasTime ? 0x20 : 0));
 }
 
-quint32 cellSize(const CellValue &v)
+// 64-bit: a cell of gigabytes must be measured, not wrapped, to be refused.
+quint64 cellSize(const CellValue &v)
 {
     switch (v.kind) {
     case CellValue::Kind::Empty:
         return 1;
     case CellValue::Kind::Text:
-        return 1 + varintSize(quint64(v.text.size())) + quint32(v.text.size());
+        return 1 + varintSize(quint64(v.text.size())) + quint64(v.text.size());
     case CellValue::Kind::Integer:
     case CellValue::Kind::Boolean:
         return 1 + varintSize(zigzag(v.integer));
@@ -173,13 +178,23 @@ const char *cellsOf(const char *blob, QByteArrayView *key = nullptr)
     return p + length;
 }
 
-QByteArray encodeRow(QByteArrayView key, const std::vector<CellValue> &cells)
+// Throws Failure 7 for a row the store cannot hold, as for one there is no memory for.
+void checkRowSize(quint64 bytes)
 {
-    quint32 size = HeaderSize + varintSize(quint64(key.size())) + quint32(key.size());
+    if (bytes > LargestRow)
+        throw failureFor(FailureNumber::OutOfMemory);
+}
+
+quint64 rowSize(QByteArrayView key, const std::vector<CellValue> &cells)
+{
+    quint64 size = HeaderSize + varintSize(quint64(key.size())) + quint64(key.size());
     for (const CellValue &c : cells)
         size += cellSize(c);
-    QByteArray out(qsizetype(size), Qt::Uninitialized);
-    char *p = out.data();
+    return size;
+}
+
+void encodeRow(char *p, quint32 size, QByteArrayView key, const std::vector<CellValue> &cells)
+{
     writeU32(p, size - HeaderSize);
     p = putVarint(p + HeaderSize, quint64(key.size()));
     if (!key.isEmpty())
@@ -187,7 +202,13 @@ QByteArray encodeRow(QByteArrayView key, const std::vector<CellValue> &cells)
     p += key.size();
     for (const CellValue &c : cells)
         p = putCell(p, c);
-    return out;
+}
+
+// A row that outgrows its chunk moves to one with room for half as much again: a row of many big cells
+// is then copied a few times, not once for every cell.
+quint64 roomToGrow(quint64 bytes)
+{
+    return std::min(LargestRow, bytes + bytes / 2);
 }
 
 bool sameBytes(QByteArrayView a, QByteArrayView b)
@@ -215,15 +236,13 @@ quint32 RowStore::blobSize(quint32 id) const
     return HeaderSize + readU32(blob(id));
 }
 
-char *RowStore::allocate(quint32 bytes, quint64 *location)
+char *RowStore::allocate(quint32 bytes, quint64 *location, quint64 room)
 {
     if (m_chunks.empty() || m_chunks.back().size - m_chunks.back().used < bytes) {
         const quint32 planned = std::min(LargestChunkSize, FirstChunkSize << std::min(m_nextChunk, 8u));
         Chunk chunk;
-        chunk.size = std::max(bytes, planned);
-        chunk.data = std::make_unique_for_overwrite<char[]>(chunk.size);
-        if (chunk.size >= 64 * 1024)
-            prefault(chunk.data.get(), chunk.size);
+        chunk.size = quint32(std::max({ quint64(bytes), quint64(planned), std::min(room, LargestRow) }));
+        chunk.data = bulkBlock(chunk.size);
         m_chunks.push_back(std::move(chunk));
         ++m_nextChunk;
     }
@@ -231,8 +250,25 @@ char *RowStore::allocate(quint32 bytes, quint64 *location)
     *location = quint64(m_chunks.size() - 1) << 32 | chunk.used;
     char *p = chunk.data.get() + chunk.used;
     chunk.used += bytes;
+    chunk.live += bytes;
     m_used += bytes;
     return p;
+}
+
+void RowStore::release(quint64 location, quint32 bytes)
+{
+    Chunk &chunk = m_chunks[size_t(location >> 32)];
+    chunk.live -= bytes;
+    m_waste += bytes;
+    if (chunk.live > 0)
+        return;
+    // Nothing lives here any more: a big row that moved on leaves no copy behind.
+    m_used -= chunk.used;
+    m_waste -= chunk.used;
+    if (&chunk == &m_chunks.back())
+        chunk.used = 0;
+    else
+        chunk = Chunk();
 }
 
 quint32 RowStore::hashOf(QByteArrayView key) const
@@ -308,17 +344,23 @@ quint32 RowStore::find(QByteArrayView key) const
 }
 
 quint32 RowStore::append(QByteArrayView key, const CellValue &text)
-{
+try {
     quint32 hash = 0;
     if (!key.isEmpty()) {
         if (find(key) != None)
             return None;
         hash = hashOf(key);
     }
-    const quint32 payload = varintSize(quint64(key.size())) + quint32(key.size()) + cellSize(text);
+    const quint64 payload = varintSize(quint64(key.size())) + quint64(key.size()) + cellSize(text);
+    checkRowSize(HeaderSize + payload);
+    // Everything that can run out of memory comes before the first change.
+    if (!key.isEmpty() && (m_keyed + 1) * 2 > m_slots.size())
+        growSlots(m_keyed + 1);
+    if (m_rows.size() == m_rows.capacity())
+        m_rows.reserve(std::max<size_t>(16, m_rows.size() * 2));
     quint64 location;
-    char *p = allocate(HeaderSize + payload, &location);
-    writeU32(p, payload);
+    char *p = allocate(quint32(HeaderSize + payload), &location);
+    writeU32(p, quint32(payload));
     p = putVarint(p + HeaderSize, quint64(key.size()));
     if (!key.isEmpty())
         std::memcpy(p, key.data(), size_t(key.size()));
@@ -332,28 +374,31 @@ quint32 RowStore::append(QByteArrayView key, const CellValue &text)
     m_tail = id;
     m_tailCells = 1;
     return id;
+} catch (const std::bad_alloc &) {
+    throw failureFor(FailureNumber::OutOfMemory);
 }
 
 void RowStore::setCell(quint32 id, int index, const CellValue &value)
-{
+try {
     if (id == m_tail && index >= m_tailCells) {
         // The bulk load's path: the newest row grows at the end of its chunk.
         const quint32 gap = quint32(index - m_tailCells);
-        const quint32 growth = gap + cellSize(value);
         const quint64 location = m_rows[id];
         const quint32 size = blobSize(id);
+        checkRowSize(size + gap + cellSize(value));
+        const quint32 growth = quint32(gap + cellSize(value));
         char *start = m_chunks[size_t(location >> 32)].data.get() + quint32(location);
-        Chunk &chunk = m_chunks.back();
         char *end;
-        if (chunk.size - chunk.used >= growth) {
+        if (Chunk &chunk = m_chunks.back(); chunk.size - chunk.used >= growth) {
             end = chunk.data.get() + chunk.used;
             chunk.used += growth;
+            chunk.live += growth;
             m_used += growth;
         } else {
             quint64 moved;
-            char *copy = allocate(size + growth, &moved);
+            char *copy = allocate(size + growth, &moved, roomToGrow(quint64(size) + growth));
             std::memcpy(copy, start, size);
-            m_waste += size;
+            release(location, size);
             m_rows[id] = moved;
             start = copy;
             end = copy + size;
@@ -378,51 +423,73 @@ void RowStore::setCell(quint32 id, int index, const CellValue &value)
     if (size_t(index) >= cells.size())
         cells.resize(size_t(index) + 1);
     cells[size_t(index)] = value;
-    const int cellCount = int(cells.size());
-    place(id, encodeRow(key, cells));
-    m_tailCells = cellCount;
+    rewrite(id, key, cells);
+    m_tailCells = int(cells.size());
+} catch (const std::bad_alloc &) {
+    throw failureFor(FailureNumber::OutOfMemory);
 }
 
-void RowStore::place(quint32 id, const QByteArray &row)
+void RowStore::rewrite(quint32 id, QByteArrayView key, const std::vector<CellValue> &cells)
 {
-    const quint32 size = quint32(row.size());
+    // The cells view the row's present bytes, which stay until the new ones are written.
+    const quint64 bytes = rowSize(key, cells);
+    checkRowSize(bytes);
+    const quint32 size = quint32(bytes);
+    const quint64 location = m_rows[id];
     const quint32 old = blobSize(id);
     if (id == m_tail) {
-        const quint64 location = m_rows[id];
         Chunk &chunk = m_chunks[size_t(location >> 32)];
         const quint32 offset = quint32(location);
         if (chunk.size - offset >= size) {
+            QByteArray row(qsizetype(size), Qt::Uninitialized);
+            encodeRow(row.data(), size, key, cells);
             std::memcpy(chunk.data.get() + offset, row.constData(), size);
             chunk.used = offset + size;
+            chunk.live = chunk.live - old + size;
             m_used = m_used - old + size;
             return;
         }
     }
-    m_waste += old;
-    m_rows[id] = Dead; // not copied by a compaction: its new blob follows
-    compactIfWasteful();
-    quint64 location;
-    std::memcpy(allocate(size, &location), row.constData(), size);
-    m_rows[id] = location;
+    quint64 moved;
+    encodeRow(allocate(size, &moved, roomToGrow(size)), size, key, cells);
+    release(location, old);
+    m_rows[id] = moved;
     m_tail = id;
+    compactIfWasteful();
 }
 
 void RowStore::compactIfWasteful()
 {
     if (m_waste < CompactionFloor || m_waste * 2 < m_used)
         return;
+    const quint64 used = m_used, waste = m_waste;
+    const quint32 nextChunk = m_nextChunk;
     std::vector<Chunk> old;
-    old.swap(m_chunks);
-    m_used = 0;
-    m_waste = 0;
-    m_nextChunk = 0;
-    for (quint64 &location : m_rows) {
-        if (location == Dead)
-            continue;
-        const char *src = old[size_t(location >> 32)].data.get() + quint32(location);
-        const quint32 size = HeaderSize + readU32(src);
-        std::memcpy(allocate(size, &location), src, size);
+    BulkVector<quint64> moved;
+    try {
+        moved.assign(m_rows.size(), Dead);
+        old.swap(m_chunks);
+        m_used = 0;
+        m_waste = 0;
+        m_nextChunk = 0;
+        for (size_t id = 0; id < m_rows.size(); ++id) {
+            const quint64 location = m_rows[id];
+            if (location == Dead)
+                continue;
+            const char *src = old[size_t(location >> 32)].data.get() + quint32(location);
+            const quint32 size = HeaderSize + readU32(src);
+            std::memcpy(allocate(size, &moved[id]), src, size);
+        }
+    } catch (const std::bad_alloc &) {
+        // Compacting only saves room: without the memory for it the rows stay where they are.
+        if (!old.empty())
+            m_chunks.swap(old);
+        m_used = used;
+        m_waste = waste;
+        m_nextChunk = nextChunk;
+        return;
     }
+    m_rows.swap(moved);
     m_tail = None;
 }
 
@@ -454,7 +521,7 @@ void RowStore::remove(quint32 id)
 {
     if (!key(id).isEmpty())
         eraseSlot(id);
-    m_waste += blobSize(id);
+    release(m_rows[id], blobSize(id));
     m_rows[id] = Dead;
     if (id == m_tail)
         m_tail = None;

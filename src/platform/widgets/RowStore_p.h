@@ -4,6 +4,8 @@
 // style, has-time) and its payload. Rows are named by ids that stay fixed until the row is removed or
 // the store cleared; ids grow in the order rows were added and start again at 0 after a clear, which
 // begins a new generation.
+// A change that needs more memory than there is, or a row past what 32-bit sizes reach, throws Failure 7
+// and leaves the store as it was.
 
 #include "platform/memory/Prefault.h"
 
@@ -48,12 +50,16 @@ private:
         std::unique_ptr<char[]> data;
         quint32 size = 0;
         quint32 used = 0;
+        quint32 live = 0; // bytes of the blobs still in use here
     };
 
     const char *blob(quint32 id) const;
     quint32 blobSize(quint32 id) const;
-    char *allocate(quint32 bytes, quint64 *location);
-    void place(quint32 id, const QByteArray &blob);
+    // A new chunk gets at least `room` bytes. Throws std::bad_alloc, with nothing changed.
+    char *allocate(quint32 bytes, quint64 *location, quint64 room = 0);
+    // The blob at `location` is no longer used; a chunk left with none goes at once.
+    void release(quint64 location, quint32 bytes);
+    void rewrite(quint32 id, QByteArrayView key, const std::vector<CellValue> &cells);
     void compactIfWasteful();
     quint32 hashOf(QByteArrayView key) const;
     void insertSlot(quint32 hash, quint32 id);
@@ -69,8 +75,8 @@ private:
     int m_live = 0;
     quint32 m_generation = 0;
     quint32 m_nextChunk = 0;
-    quint64 m_used = 0; // bytes of every blob ever placed
-    quint64 m_waste = 0; // bytes of blobs that were moved or removed since
+    quint64 m_used = 0; // bytes of every blob placed in the chunks there are
+    quint64 m_waste = 0; // bytes of those blobs that were moved or removed since
     // The row whose blob ends its chunk's used part: cells are appended to it in place.
     quint32 m_tail = None;
     int m_tailCells = 0;

@@ -1,6 +1,7 @@
 #include "SqliteCursor_p.h"
 #include "platform/services/BusyCursor.h"
 
+#include <QDir>
 #include <QFile>
 
 #include <atomic>
@@ -22,6 +23,15 @@ constexpr int progressPeriod = 100000; // virtual machine instructions between w
 // errors, everything about the file or the engine is a database error.
 [[noreturn]] void fail(sqlite3 *db, int rc)
 {
+    // SQLite calls these "attempt to write a readonly database", which sends the user looking for
+    // a permissions problem; what the file needs is a writer to finish its work.
+    if (rc == SQLITE_READONLY_ROLLBACK || rc == SQLITE_READONLY_RECOVERY)
+        throw Failure(FailureNumber::DatabaseError,
+            QStringLiteral("the database has an unfinished write from another program (%1); open it "
+                           "once with a program that can write to it")
+                .arg(rc == SQLITE_READONLY_ROLLBACK ? QStringLiteral("hot journal")
+                                                    : QStringLiteral("write-ahead log to recover")),
+            failureSource);
     const char *message = db ? sqlite3_errmsg(db) : sqlite3_errstr(rc);
     qint32 number = FailureNumber::DatabaseError;
     switch (rc & 0xff) {
@@ -61,7 +71,28 @@ bool isDeniedFunction(const char *name)
     return false;
 }
 
-int authorize(void *, int action, const char *, const char *function, const char *, const char *)
+bool isReadingPragma(const char *name, const char *value)
+{
+    // Their argument names a table or an index; they only report.
+    static constexpr const char *naming[]
+        = { "table_info", "table_xinfo", "index_info", "index_xinfo", "index_list", "foreign_key_list" };
+    // Settings, allowed only as a question: with a value they would write.
+    static constexpr const char *asked[] = { "data_version", "schema_version", "user_version",
+        "application_id", "page_count", "page_size", "freelist_count", "encoding" };
+    if (!name)
+        return false;
+    for (const char *entry : naming) {
+        if (sqlite3_stricmp(name, entry) == 0)
+            return true;
+    }
+    for (const char *entry : asked) {
+        if (sqlite3_stricmp(name, entry) == 0)
+            return !value;
+    }
+    return false;
+}
+
+int authorize(void *, int action, const char *first, const char *second, const char *, const char *)
 {
     switch (action) {
     case SQLITE_SELECT:
@@ -69,10 +100,53 @@ int authorize(void *, int action, const char *, const char *function, const char
     case SQLITE_RECURSIVE:
         return SQLITE_OK;
     case SQLITE_FUNCTION:
-        return isDeniedFunction(function) ? SQLITE_DENY : SQLITE_OK;
+        return isDeniedFunction(second) ? SQLITE_DENY : SQLITE_OK;
+    case SQLITE_PRAGMA:
+        // Table-valued pragmas and FTS5's own data_version query come through here.
+        return isReadingPragma(first, second) ? SQLITE_OK : SQLITE_DENY;
+    case SQLITE_UPDATE:
+        // Connecting any virtual table (FTS5, dbstat, pragma_*) compiles, but never runs, an update
+        // of the schema table; denying it fails the connect. Ignoring it leaves such an update
+        // changing nothing, and a statement holding one is still refused as a write.
+        return first
+                && (sqlite3_stricmp(first, "sqlite_master") == 0
+                    || sqlite3_stricmp(first, "sqlite_temp_master") == 0)
+            ? SQLITE_IGNORE
+            : SQLITE_DENY;
     default:
         return SQLITE_DENY;
     }
+}
+
+// The data source as a URI SQLite cannot read anything but a path into: absolute, every byte
+// outside the unreserved set escaped, so "file:x.db?mode=rwc" or ":memory:" is only ever a name.
+QByteArray uriOf(const QString &path, bool immutable)
+{
+    // Not cleaned: ".." after a symbolic link must resolve as the system resolves it.
+    const QByteArray absolute = QFile::encodeName(QDir::current().absoluteFilePath(path));
+    // "file://" with an empty authority: a path that starts with "//" stays a path.
+    QByteArray uri = "file://" + absolute.toPercentEncoding("/");
+    if (immutable)
+        uri += "?immutable=1";
+    return uri;
+}
+
+// A reader of a WAL database creates -shm and -wal beside it and, having no right to write,
+// cannot remove them. With no -wal (and no journal) the file alone holds every committed row, so it
+// is read as immutable: nothing is created or locked. The price: a writer that starts meanwhile is
+// not seen, and a checkpoint it finishes during the read may fail the read as corrupt. With a -wal
+// its pages are needed, so the file opens normally and SQLite's own files may remain.
+bool readAsImmutable(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return false;
+    const QByteArray header = file.read(20);
+    // Bytes 18 and 19 are the write and read versions: 2 for WAL.
+    const bool wal
+        = header.size() == 20 && header.startsWith("SQLite format 3") && header[18] == 2 && header[19] == 2;
+    return wal && !QFile::exists(path + QStringLiteral("-wal"))
+        && !QFile::exists(path + QStringLiteral("-journal"));
 }
 
 // Whether the text after the prepared statement holds nothing but blanks, semicolons and comments.
@@ -112,6 +186,19 @@ void configure(sqlite3 *db, void *cursor)
     sqlite3_progress_handler(db, progressPeriod, &SqliteCursor::onProgressHandler, cursor);
 }
 
+// The connection text's "Command Timeout", in seconds (0 for none), or the default.
+std::chrono::milliseconds timeLimit(const ConnectionText &connection)
+{
+    const QString given = connection.value(QStringLiteral("command timeout")).trimmed();
+    if (given.isEmpty())
+        return stepTimeLimit();
+    bool ok = false;
+    const double seconds = given.toDouble(&ok);
+    if (!ok || !(seconds >= 0) || seconds > 1e9)
+        refuse(QStringLiteral("Command Timeout must be a number of seconds, 0 for none: %1").arg(given));
+    return std::chrono::milliseconds(qint64(seconds * 1000));
+}
+
 } // namespace
 
 int SqliteCursor::onProgressHandler(void *cursor)
@@ -122,13 +209,9 @@ int SqliteCursor::onProgressHandler(void *cursor)
 int SqliteCursor::onProgress()
 {
     busy::tick();
-    const auto now = std::chrono::steady_clock::now();
-    if (m_watchedStep != m_step) {
-        m_watchedStep = m_step;
-        m_stepSeen = now;
-        return 0;
-    }
-    return now - m_stepSeen > stepTimeLimit() ? 1 : 0;
+    m_cancelled = m_cancelled || busy::cancelRequested();
+    m_late = m_late || std::chrono::steady_clock::now() > m_deadline;
+    return m_cancelled || m_late ? 1 : 0;
 }
 
 std::unique_ptr<SqliteCursor> SqliteCursor::open(const ConnectionText &connection, const QString &sql)
@@ -145,10 +228,13 @@ std::unique_ptr<SqliteCursor> SqliteCursor::open(const ConnectionText &connectio
     }
 
     std::unique_ptr<SqliteCursor> cursor(new SqliteCursor);
+    cursor->m_limit = timeLimit(connection);
+    if (cursor->m_limit.count() > 0)
+        cursor->m_deadline = std::chrono::steady_clock::now() + cursor->m_limit;
     sqlite3 *db = nullptr;
     // No SQLITE_OPEN_CREATE: a missing file stays missing.
-    const int rc = sqlite3_open_v2(
-        QFile::encodeName(path).constData(), &db, SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX, nullptr);
+    const int rc = sqlite3_open_v2(uriOf(path, readAsImmutable(path)).constData(), &db,
+        SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_URI, nullptr);
     cursor->m_db.reset(db);
     if (rc != SQLITE_OK)
         fail(db, rc);
@@ -181,12 +267,15 @@ std::unique_ptr<SqliteCursor> SqliteCursor::open(const ConnectionText &connectio
 
 bool SqliteCursor::next()
 {
-    ++m_step;
     const int rc = sqlite3_step(m_statement.get());
     if (rc == SQLITE_ROW)
         return true;
     if (rc == SQLITE_DONE)
         return false;
+    if ((rc & 0xff) == SQLITE_INTERRUPT && (m_cancelled || m_late))
+        refuse(m_cancelled ? QStringLiteral("interrupted: the user cancelled the load")
+                           : QStringLiteral("interrupted: the query ran past its time limit of %1 s (Command Timeout)")
+                                 .arg(double(m_limit.count()) / 1000.0));
     fail(m_db.get(), rc);
 }
 

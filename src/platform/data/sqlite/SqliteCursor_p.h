@@ -25,7 +25,8 @@ public:
 
     bool next() override;
 
-    // The progress handler's entry point; asks SQLite to interrupt a step that ran too long.
+    // The progress handler's entry point; asks SQLite to interrupt a recordset that ran past its
+    // time limit or that the user cancelled.
     static int onProgressHandler(void *cursor);
 
     Storage storage(int column) const override
@@ -57,10 +58,11 @@ private:
     // The statement is finalized before its connection closes (members die in reverse order).
     Connection m_db;
     Statement m_statement;
-    // Each step has its own time budget: the watchdog notes when it first sees a step running.
-    quint64 m_step = 0;
-    quint64 m_watchedStep = ~quint64(0);
-    std::chrono::steady_clock::time_point m_stepSeen;
+    // The whole recordset, from its open to its last row, has one time budget.
+    std::chrono::steady_clock::time_point m_deadline = std::chrono::steady_clock::time_point::max();
+    std::chrono::milliseconds m_limit { 0 };
+    bool m_cancelled = false; // the user pressed Esc
+    bool m_late = false; // the budget ran out
 };
 
 } // namespace Brennvox10::data::sqlite
