@@ -190,11 +190,9 @@ private:
 
 Factory *factoryFor(const identity::Class &cls)
 {
-    static std::map<const identity::Class *, Factory *> factories;
-    Factory *&f = factories[&cls];
-    if (!f)
-        f = new Factory(cls);
-    return f;
+    // One per class, as long as the library is loaded.
+    static std::map<const identity::Class *, Factory> factories;
+    return &factories.try_emplace(&cls, cls).first->second;
 }
 
 } // namespace
