@@ -9,7 +9,7 @@ shift || true
 
 packages=(cmake ninja-build g++ pkg-config ccache
           qt6-base-dev qt6-base-dev-tools libqt6sql6-sqlite qt6-tools-dev libgl-dev
-          libsqlite3-dev libpugixml-dev dpkg-dev file poppler-utils)
+          libsqlite3-dev libpugixml-dev dpkg-dev file poppler-utils clang libclang-rt-14-dev)
 
 missing=()
 for p in "${packages[@]}"; do
@@ -40,6 +40,22 @@ case "$what" in
         -DCMAKE_CXX_FLAGS="$san" -DCMAKE_EXE_LINKER_FLAGS="$san" -DCMAKE_SHARED_LINKER_FLAGS="$san" >/dev/null
       cmake --build "$build-sanitize"
       ctest --test-dir "$build-sanitize" --output-on-failure "$@"
+    fi
+    # What reads outside input, against libFuzzer for FUZZ_SECONDS each (0 skips), from the seeds in
+    # fuzz/corpus; what it finds new goes to a scratch folder, a crash stops the run.
+    if [ "${FUZZ_SECONDS:-20}" != 0 ]; then
+      fz="-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=undefined"
+      cmake -S . -B "$build-fuzz" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DBRENNVOX10_FUZZ=ON \
+        -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ -DBRENNVOX10_BUILD_DEMO=OFF \
+        -DBRENNVOX10_BUILD_BENCH=OFF -DBRENNVOX10_BUILD_DESIGNER=OFF -DBUILD_TESTING=OFF \
+        -DCMAKE_CXX_FLAGS="$fz" -DCMAKE_EXE_LINKER_FLAGS="-fsanitize=address,undefined" >/dev/null
+      cmake --build "$build-fuzz" --target fuzzers
+      for target in definition connection cell; do
+        found=$(mktemp -d)
+        QT_QPA_PLATFORM=offscreen "$build-fuzz/fuzz/fuzz_$target" -max_total_time="${FUZZ_SECONDS:-20}" \
+          -print_final_stats=1 "$found" "fuzz/corpus/$target" 2>&1 | tail -3
+        rm -rf "$found"
+      done
     fi ;;
   bench)
     # All take the same options (--rows, --paths, --reps, --dir); --paths letters name each one's own paths.
