@@ -52,8 +52,9 @@ case "$what" in
       cmake --build "$build-fuzz" --target fuzzers
       for target in definition connection cell; do
         found=$(mktemp -d)
+        # A crash leaves its input in the fuzz build folder, to become a regression seed.
         QT_QPA_PLATFORM=offscreen "$build-fuzz/fuzz/fuzz_$target" -max_total_time="${FUZZ_SECONDS:-20}" \
-          -print_final_stats=1 "$found" "fuzz/corpus/$target" 2>&1 | tail -3
+          -artifact_prefix="$build-fuzz/" -print_final_stats=1 "$found" "fuzz/corpus/$target" 2>&1 | tail -3
         rm -rf "$found"
       done
     fi ;;
