@@ -102,6 +102,7 @@ class tst_ctlFilter : public QObject {
     QTemporaryDir dir;
     QString dbPath;
     std::shared_ptr<ReporterLog> reports;
+    std::optional<UnchangedFiles> files; // the database, which no test may change
 
     std::unique_ptr<ctlFilter> makeFilter(const QString &entries = Entries)
     {
@@ -145,6 +146,7 @@ private Q_SLOTS:
             { u"create table zonas (id INTEGER, nombre TEXT); create table rutas (id INTEGER, nombre TEXT)"_s,
                 u"insert into zonas values (7, 'North'), (9, 'South'), (12, 'Central'), (13, null)"_s,
                 u"insert into rutas values (2, 'West'), (9, 'East')"_s });
+        files.emplace(dir.path());
     }
 
     void init()
@@ -153,7 +155,11 @@ private Q_SLOTS:
         scriptServices();
     }
     // Nothing may be reported that a test did not take as expected.
-    void cleanup() { QCOMPARE(reports->numbers(), QList<qint32>()); }
+    void cleanup()
+    {
+        QCOMPARE(reports->numbers(), QList<qint32>());
+        QVERIFY2(files->intact(), qPrintable(files->changes()));
+    }
 
     void showmeListsEntriesAndPreparesPages()
     {

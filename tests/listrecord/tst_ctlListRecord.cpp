@@ -5,6 +5,8 @@
 #include "support/Fixtures.h"
 #include "support/Scripted.h"
 
+#include "common/XmlHelper.h"
+
 #include <Brennvox10/Brennvox10.h>
 
 #include <QAbstractButton>
@@ -16,7 +18,6 @@
 #include <QTimer>
 #include <QToolButton>
 #include <QAbstractItemView>
-#include <QHeaderView>
 #include <QtTest>
 
 using namespace Brennvox10;
@@ -95,6 +96,18 @@ struct Shown {
     int limit = 1000;
 };
 
+// Another program replaces the definition while SaveConfig holds it loaded.
+struct ReplacingXmlHelper : XmlHelper {
+    ReplacingXmlHelper(const QString &path, const QByteArray &bytes) : path(path), bytes(bytes) { }
+    const QString path;
+    const QByteArray bytes;
+    xml::Node FindNode(const QString &name, const std::vector<xml::Node> &nodes) override
+    {
+        writeBytes(path, bytes);
+        return XmlHelper::FindNode(name, nodes);
+    }
+};
+
 TabStrip *strip(const ctlListRecord &c, int i)
 {
     return c.findChild<TabStrip *>(QStringLiteral("ctlTabStrip(%1)").arg(i));
@@ -152,11 +165,13 @@ class tst_ctlListRecord : public QObject {
     std::shared_ptr<ReporterLog> reports;
     std::shared_ptr<ServicesLog> ui;
     QStringList sql;
+    std::optional<UnchangedFiles> files; // the folder, from a test's last write of it on
 
     std::unique_ptr<ctlListRecord> makeList(const Setup &s = Setup())
     {
         QLocale::setDefault(QLocale(s.locale));
         writeText(confPath, s.text());
+        files.emplace(dir.path());
         auto c = std::make_unique<ctlListRecord>();
         c->lrConnectionString(QStringLiteral("Provider=SQLite;Data Source="));
         c->lrDataSource(s.dataSource.isEmpty() ? QString() : dir.filePath(s.dataSource));
@@ -191,9 +206,15 @@ private Q_SLOTS:
         ui = scriptServices(dir.path());
         sql.clear();
         setQueryObserver([this](const QString &s) { sql << s; });
+        files.reset();
     }
 
-    void cleanup() { setQueryObserver({}); }
+    void cleanup()
+    {
+        setQueryObserver({});
+        if (files)
+            QVERIFY2(files->intact(), qPrintable(files->changes()));
+    }
 
     void showme_data()
     {
@@ -365,6 +386,7 @@ private Q_SLOTS:
         QCOMPARE(listQueries().filter(filter).size(), 2);
         // A reload with fewer tabs falls back to the first.
         writeText(confPath, Setup { .tabs = EmptyTabs }.text());
+        files.emplace(dir.path());
         c->Showme();
         QCOMPARE(c->lrTabFieldValue(qint16(strip)), QString::number(strip + 1));
     }
@@ -449,11 +471,15 @@ private Q_SLOTS:
         QTest::addColumn<QString>("label"); // after "Limitar lineas a "
         QTest::addColumn<int>("rows");
         QTest::addColumn<QString>("saved");
+        QTest::addColumn<QByteArray>("meanwhile"); // another program's definition, written during the save
+        const QByteArray none;
         // clang-format off
-        QTest::newRow("250") << "250" << "250" << 3 << "250";
-        QTest::newRow("typed with zeros") << "0050" << "0050" << 3 << "50";
-        QTest::newRow("half to even") << "2,5" << "2,5" << 2 << "2";
-        QTest::newRow("not a number") << "abc" << "1000" << 3 << "1000";
+        QTest::newRow("250") << "250" << "250" << 3 << "250" << none;
+        QTest::newRow("typed with zeros") << "0050" << "0050" << 3 << "50" << none;
+        QTest::newRow("half to even") << "2,5" << "2,5" << 2 << "2" << none;
+        QTest::newRow("not a number") << "abc" << "1000" << 3 << "1000" << none;
+        // Refused and reported: the other program's file stays exactly as it wrote it.
+        QTest::newRow("replaced during the save") << "250" << "250" << 3 << "" << Setup { .key = "k" }.text().toUtf8();
         // clang-format on
     }
 
@@ -463,7 +489,9 @@ private Q_SLOTS:
         QFETCH(QString, label);
         QFETCH(int, rows);
         QFETCH(QString, saved);
+        QFETCH(QByteArray, meanwhile);
         auto c = makeList();
+        files.emplace(dir.path(), QStringList { "facturas.conf" }); // the database still may not change
         c->Showme();
         ui->inputs.push_back(answer);
         auto *label1 = c->findChild<QLabel *>(QStringLiteral("Label1"));
@@ -472,10 +500,15 @@ private Q_SLOTS:
         QCOMPARE(label1->text(), "Limitar lineas a " + label);
         QCOMPARE(c->ActiveListView()->ListItems().Count(), rows);
         const QByteArray before = readBytes(confPath);
+        if (!meanwhile.isEmpty())
+            installXmlHelper(std::make_unique<ReplacingXmlHelper>(confPath, meanwhile));
         c->SaveConfig();
-        QCOMPARE(readBytes(confPath),
-            QByteArray(before).replace("ListMaxLineas=\"1000\"", "ListMaxLineas=\"" + saved.toUtf8() + "\""));
-        QCOMPARE(reports->reports.size(), 0);
+        installXmlHelper(nullptr);
+        QCOMPARE(readBytes(confPath), meanwhile.isEmpty()
+            ? QByteArray(before).replace("ListMaxLineas=\"1000\"", "ListMaxLineas=\"" + saved.toUtf8() + "\"")
+            : meanwhile);
+        QCOMPARE(reports->described(), meanwhile.isEmpty() ? QStringList()
+            : QStringList { "75 Path/File access error: the file changed since it was read" });
     }
 
     void layoutFollowsTheControlSize_data()
@@ -552,6 +585,7 @@ private Q_SLOTS:
         QCOMPARE(rowTexts(*lv), (QStringList { DefaultRows[0], DefaultRows[2], DefaultRows[1] }));
         c->lrAddListItem("2"); // already listed: reported
         makeDatabase(db, { "update facturas set numero = 'B-2', total = 999.99 where id = 2" });
+        files.emplace(dir.path());
         QCOMPARE(c->lrUpdateListItem("2"), qint16(0));
         const QStringList updated = { DefaultRows[0], DefaultRows[2], "T2|B-2|10/04/2009|999,99|Falso|2,5" };
         QCOMPARE(rowTexts(*lv), updated);
@@ -560,11 +594,28 @@ private Q_SLOTS:
         c->lrDelListItem("99");
         QCOMPARE(reports->numbers(),
             (QList<qint32> { FailureNumber::KeyNotUnique, FailureNumber::ElementNotFound }));
-        // A failed check keeps the rows shown.
+        // A failed check keeps the rows shown. A file removed after the checks, as the list query is
+        // about to run, is reported and nothing is created in its place; put back, the rows show again.
+        const QByteArray bytes = readBytes(db);
         QFile::remove(db);
         c->lrListRefresh();
         QCOMPARE(ui->messages, QStringList { "no existe origen de datos" });
         QCOMPARE(rowTexts(*lv), updated);
+        writeBytes(db, bytes);
+        reports->reports.clear();
+        setQueryObserver([&](const QString &s) {
+            if (s.startsWith("Select * from ("))
+                QFile::remove(db);
+        });
+        c->lrListRefresh();
+        QCOMPARE(files->changes(), QStringLiteral("removed rows.db"));
+        QCOMPARE(rowTexts(*lv), updated);
+        setQueryObserver({});
+        writeBytes(db, bytes);
+        c->lrListRefresh();
+        QCOMPARE(rowTexts(*lv), (QStringList { updated[0], updated[2], updated[1] }));
+        QCOMPARE(reports->described(),
+            QStringList { QString::number(FailureNumber::DatabaseError) + " unable to open database file" });
     }
 
     void waitCursorOnlyForLongWork()

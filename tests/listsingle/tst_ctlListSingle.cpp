@@ -23,6 +23,7 @@ class tst_ctlListSingle : public QObject {
     std::shared_ptr<ReporterLog> reports;
     QStringList sql;
     std::unique_ptr<ctlListSingle> list; // connected to the test data
+    std::optional<UnchangedFiles> files; // the database and definition, which no test may change
 
 private Q_SLOTS:
     void initTestCase()
@@ -40,6 +41,7 @@ private Q_SLOTS:
                            "<Filters><F fltName=\"zona\" fltType=\"1\" fltFieldtype=\"0\" "
                            "fltSQL=\"select distinct zona, 'zona' from clientes order by 1 desc\"/></Filters>"
                            "</lrfmt>"));
+        files.emplace(dir.path());
     }
 
     void init()
@@ -54,7 +56,11 @@ private Q_SLOTS:
         list->lrConfigFileName(dir.filePath(QStringLiteral("clientes.conf")));
     }
 
-    void cleanup() { setQueryObserver({}); }
+    void cleanup()
+    {
+        setQueryObserver({});
+        QVERIFY2(files->intact(), qPrintable(files->changes()));
+    }
 
     // Showme runs the list query alone. Every press, whatever its key, is one cmdClick with the
     // selected key; the host's change to the key is lost, its change to the item kept. The filter

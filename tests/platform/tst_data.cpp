@@ -3,7 +3,6 @@
 #include "support/FailureOf.h"
 #include "support/Fixtures.h"
 
-#include <QCryptographicHash>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QScopeGuard>
@@ -18,16 +17,6 @@ static QString connectionTo(const QString &path)
 {
     return QStringLiteral("Provider=SQLite;Data Source=") + path
         + QStringLiteral(";Jet Oledb:database password=");
-}
-
-// Each file of a folder with a hash of its bytes: a read must leave the folder exactly so.
-static QMap<QString, QByteArray> snapshot(const QString &folder)
-{
-    QMap<QString, QByteArray> files;
-    for (const QFileInfo &file : QDir(folder).entryInfoList(QDir::Files | QDir::Hidden | QDir::System))
-        files.insert(file.fileName(),
-            QCryptographicHash::hash(readBytes(file.filePath()), QCryptographicHash::Sha256));
-    return files;
 }
 
 class tst_Data : public QObject {
@@ -345,7 +334,7 @@ private Q_SLOTS:
                 { "pragma journal_mode=" + journal + "; create table t(v); insert into t values (1), (2);" });
             QCOMPARE(readBytes(path).at(19) == 2, journal == u"WAL");
         }
-        const auto before = snapshot(folder);
+        const UnchangedFiles before(folder);
         const QString previous = QDir::currentPath();
         if (relative)
             QDir::setCurrent(folder);
@@ -359,7 +348,7 @@ private Q_SLOTS:
         QCOMPARE(failure.description(),
             journal.isEmpty() ? QStringLiteral("unable to open database file") : QString());
         QCOMPARE(count, journal.isEmpty() ? 0 : 2);
-        QCOMPARE(snapshot(folder), before);
+        QVERIFY2(before.intact(), qPrintable(before.changes()));
     }
 
     // Another program's write: the hot journal of one that crashed, or the lock of one still running.
@@ -399,7 +388,7 @@ private Q_SLOTS:
             folder = copy;
             path = QDir(copy).filePath(QStringLiteral("w.db"));
         }
-        const auto before = snapshot(folder);
+        const UnchangedFiles before(folder);
         QElapsedTimer timer;
         timer.start();
         const Failure failure = failureOf([&] {
@@ -409,7 +398,7 @@ private Q_SLOTS:
         QCOMPARE_LT(timer.elapsed(), 10000);
         QCOMPARE(failure.number(), DatabaseError);
         QTEST(failure.description(), "message");
-        QCOMPARE(snapshot(folder), before);
+        QVERIFY2(before.intact(), qPrintable(before.changes()));
     }
 
     void observerSeesTextsInOrderAndPasswordIsNeverLogged()

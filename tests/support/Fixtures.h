@@ -3,7 +3,10 @@
 
 #include <Brennvox10/ListView.h>
 
+#include <QCryptographicHash>
+#include <QDirIterator>
 #include <QFile>
+#include <QMap>
 #include <QStringList>
 
 #include <sqlite3.h>
@@ -48,6 +51,52 @@ inline QByteArray readBytes(const QString &path)
     f.open(QIODevice::ReadOnly);
     return f.readAll();
 }
+
+// A user's folder as it was when recorded: the SHA-256 of each file in it and below, and the set of
+// entries, so that a write, a removal or a created side file (journal, log, temporary) all show.
+class UnchangedFiles {
+public:
+    // Files named in `mayChange` (relative to the folder) may be rewritten, but not appear or vanish.
+    explicit UnchangedFiles(const QString &folder, const QStringList &mayChange = {})
+        : m_folder(folder)
+        , m_mayChange(mayChange)
+        , m_before(hashes())
+    {
+    }
+    bool intact() const { return hashes() == m_before; }
+    QString changes() const
+    {
+        const QMap<QString, QByteArray> now = hashes();
+        QStringList out;
+        for (auto it = m_before.begin(); it != m_before.end(); ++it)
+            if (now.value(it.key(), "-") != it.value())
+                out << (now.contains(it.key()) ? "changed " : "removed ") + it.key();
+        for (const QString &name : now.keys())
+            if (!m_before.contains(name))
+                out << "created " + name;
+        return out.join(QStringLiteral(", "));
+    }
+
+private:
+    QMap<QString, QByteArray> hashes() const
+    {
+        QMap<QString, QByteArray> files;
+        QDirIterator it(m_folder, QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
+            QDirIterator::Subdirectories);
+        while (it.hasNext()) {
+            const QString name = QDir(m_folder).relativeFilePath(it.next());
+            files.insert(name,
+                m_mayChange.contains(name) || it.fileInfo().isDir()
+                    ? QByteArray()
+                    : QCryptographicHash::hash(readBytes(it.filePath()), QCryptographicHash::Sha256));
+        }
+        return files;
+    }
+
+    QString m_folder;
+    QStringList m_mayChange;
+    QMap<QString, QByteArray> m_before;
+};
 
 // Every row as "key|text|sub1|sub2...", in shown order.
 inline QStringList rowTexts(const Brennvox10::ListView &view)

@@ -31,6 +31,13 @@ struct ReporterLog {
             out << r.number;
         return out;
     }
+    QStringList described() const // "number description" each
+    {
+        QStringList out;
+        for (const Report &r : reports)
+            out << QString::number(r.number) + QLatin1Char(' ') + r.description;
+        return out;
+    }
 };
 
 class ScriptedReporter : public Brennvox10::ErrorReporter {
