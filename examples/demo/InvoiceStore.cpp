@@ -58,6 +58,16 @@ public:
         row();
         return m_ok;
     }
+    // Ran, and changed exactly one row; otherwise `missing` says which row was not there.
+    bool changedOne(const QString &missing, QString &error)
+    {
+        if (!done())
+            return false;
+        if (sqlite3_changes(m_db) == 1)
+            return true;
+        error = missing;
+        return false;
+    }
     bool ok() const { return m_ok; }
     qint64 integer(int c) const { return sqlite3_column_int64(m_stmt, c); }
     double real(int c) const { return sqlite3_column_double(m_stmt, c); }
@@ -195,12 +205,8 @@ std::optional<qint64> InvoiceStore::insert(const Invoice &v)
         = write("insert into facturas (numero, fecha, cliente, zona, ruta, total, pagada, peso, estado)"
                 " select ?, ?, c.id, c.zona, c.ruta, ?, ? = 'Cobrada', ?, ? from clientes c where c.id = ?",
             [&](Statement &s) {
-                if (!s.bindFields(v).done())
+                if (!s.bindFields(v).changedOne(QStringLiteral("el cliente %1 no existe").arg(v.client), m_error))
                     return false;
-                if (sqlite3_changes(m_db) != 1) {
-                    m_error = QStringLiteral("el cliente %1 no existe").arg(v.client);
-                    return false;
-                }
                 id = sqlite3_last_insert_rowid(m_db);
                 return true;
             });
@@ -214,13 +220,8 @@ bool InvoiceStore::update(const Invoice &v)
                  " total = ?, pagada = ? = 'Cobrada', peso = ?, estado = ? from clientes c"
                  " where c.id = ? and facturas.id = ?",
         [&](Statement &s) {
-            if (!s.bindFields(v).bind(8, v.id).done())
-                return false;
-            if (sqlite3_changes(m_db) != 1) {
-                m_error = QStringLiteral("la factura o su cliente ya no existen");
-                return false;
-            }
-            return true;
+            return s.bindFields(v).bind(8, v.id).changedOne(
+                QStringLiteral("la factura o su cliente ya no existen"), m_error);
         });
 }
 
@@ -228,14 +229,7 @@ bool InvoiceStore::remove(qint64 id)
 {
     m_error.clear();
     return write("delete from facturas where id = ?", [&](Statement &s) {
-        s.bind(1, id);
-        if (!s.done())
-            return false;
-        if (sqlite3_changes(m_db) != 1) {
-            m_error = QStringLiteral("la factura ya no existe");
-            return false;
-        }
-        return true;
+        return s.bind(1, id).changedOne(QStringLiteral("la factura ya no existe"), m_error);
     });
 }
 
@@ -243,14 +237,7 @@ bool InvoiceStore::setState(qint64 id, const QString &state)
 {
     m_error.clear();
     return write("update facturas set estado = ?, pagada = ? = 'Cobrada' where id = ?", [&](Statement &s) {
-        s.bind(1, state).bind(2, state).bind(3, id);
-        if (!s.done())
-            return false;
-        if (sqlite3_changes(m_db) != 1) {
-            m_error = QStringLiteral("la factura ya no existe");
-            return false;
-        }
-        return true;
+        return s.bind(1, state).bind(2, state).bind(3, id).changedOne(QStringLiteral("la factura ya no existe"), m_error);
     });
 }
 
@@ -258,13 +245,6 @@ bool InvoiceStore::recode(qint64 from, qint64 to)
 {
     m_error.clear();
     return write("update facturas set id = ? where id = ?", [&](Statement &s) {
-        s.bind(1, to).bind(2, from);
-        if (!s.done())
-            return false;
-        if (sqlite3_changes(m_db) != 1) {
-            m_error = QStringLiteral("la factura ya no existe");
-            return false;
-        }
-        return true;
+        return s.bind(1, to).bind(2, from).changedOne(QStringLiteral("la factura ya no existe"), m_error);
     });
 }
