@@ -41,7 +41,14 @@ public:
 };
 
 // Prepares sql on the provider the connection names; Failure 3706 for a provider we do not have.
+// A provider that must adapt the text to its dialect shows the query observer the text it runs.
 std::unique_ptr<Cursor> openCursor(const ConnectionText &connection, const QString &sql);
+
+// The connection text's "Command Timeout" in seconds (0 for none), or the default; a Failure when
+// it is not a number of seconds.
+std::chrono::milliseconds commandTimeLimit(const ConnectionText &connection);
+// The one report of a recordset stopped by Esc or by its time limit.
+[[noreturn]] void failInterrupted(bool cancelled, std::chrono::milliseconds limit, const QString &source);
 
 // How long a recordset may run, from its open to its last row, when the connection text names no
 // "Command Timeout": 30 s unless changed here.

@@ -1,6 +1,7 @@
 #include "Recordset.h"
 
 #include "Cursor_p.h"
+#include "postgres/PostgresCursor_p.h"
 #include "sqlite/SqliteCursor_p.h"
 
 #include <QDateTime>
@@ -201,10 +202,36 @@ std::chrono::milliseconds stepTimeLimit()
     return std::chrono::milliseconds(stepLimitMs.load(std::memory_order_relaxed));
 }
 
+std::chrono::milliseconds commandTimeLimit(const ConnectionText &connection)
+{
+    const QString given = connection.value(QStringLiteral("command timeout")).trimmed();
+    if (given.isEmpty())
+        return stepTimeLimit();
+    bool ok = false;
+    const double seconds = given.toDouble(&ok);
+    if (!ok || !(seconds >= 0) || seconds > 1e9)
+        throw Failure(FailureNumber::CommandError,
+            QStringLiteral("Command Timeout must be a number of seconds, 0 for none: %1").arg(given), failureSource);
+    return std::chrono::milliseconds(qint64(seconds * 1000));
+}
+
+void failInterrupted(bool cancelled, std::chrono::milliseconds limit, const QString &source)
+{
+    throw Failure(FailureNumber::CommandError,
+        cancelled ? QStringLiteral("interrupted: the user cancelled the load")
+                  : QStringLiteral("interrupted: the query ran past its time limit of %1 s (Command Timeout)")
+                        .arg(double(limit.count()) / 1000.0),
+        source);
+}
+
 std::unique_ptr<Cursor> openCursor(const ConnectionText &connection, const QString &sql)
 {
-    if (connection.provider() == u"sqlite")
+    const QString provider = connection.provider();
+    if (provider == u"sqlite")
         return sqlite::SqliteCursor::open(connection, sql);
+    if (provider == u"postgresql") {
+        return postgres::PostgresCursor::open(connection, sql, &notifyObserver);
+    }
     fail(FailureNumber::ProviderNotFound);
 }
 

@@ -186,19 +186,6 @@ void configure(sqlite3 *db, void *cursor)
     sqlite3_progress_handler(db, progressPeriod, &SqliteCursor::onProgressHandler, cursor);
 }
 
-// The connection text's "Command Timeout", in seconds (0 for none), or the default.
-std::chrono::milliseconds timeLimit(const ConnectionText &connection)
-{
-    const QString given = connection.value(QStringLiteral("command timeout")).trimmed();
-    if (given.isEmpty())
-        return stepTimeLimit();
-    bool ok = false;
-    const double seconds = given.toDouble(&ok);
-    if (!ok || !(seconds >= 0) || seconds > 1e9)
-        refuse(QStringLiteral("Command Timeout must be a number of seconds, 0 for none: %1").arg(given));
-    return std::chrono::milliseconds(qint64(seconds * 1000));
-}
-
 } // namespace
 
 int SqliteCursor::onProgressHandler(void *cursor)
@@ -228,7 +215,7 @@ std::unique_ptr<SqliteCursor> SqliteCursor::open(const ConnectionText &connectio
     }
 
     std::unique_ptr<SqliteCursor> cursor(new SqliteCursor);
-    cursor->m_limit = timeLimit(connection);
+    cursor->m_limit = commandTimeLimit(connection);
     if (cursor->m_limit.count() > 0)
         cursor->m_deadline = std::chrono::steady_clock::now() + cursor->m_limit;
     sqlite3 *db = nullptr;
@@ -273,9 +260,7 @@ bool SqliteCursor::next()
     if (rc == SQLITE_DONE)
         return false;
     if ((rc & 0xff) == SQLITE_INTERRUPT && (m_cancelled || m_late))
-        refuse(m_cancelled ? QStringLiteral("interrupted: the user cancelled the load")
-                           : QStringLiteral("interrupted: the query ran past its time limit of %1 s (Command Timeout)")
-                                 .arg(double(m_limit.count()) / 1000.0));
+        failInterrupted(m_cancelled, m_limit, failureSource);
     fail(m_db.get(), rc);
 }
 

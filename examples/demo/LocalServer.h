@@ -1,0 +1,59 @@
+#pragma once
+// A PostgreSQL server of our own, for the demo, the tests and the benchmarks: made with initdb in a
+// folder, listening on a Unix socket in that folder only (no TCP port), logins by password, and
+// stopped when the object goes. The server refuses to run as root, so under root it runs as the
+// "postgres" system user (or "nobody").
+//
+// A database can be filled from an SQLite file: every table with its rows, its primary key and its
+// indexes, with the declared types mapped to PostgreSQL's (CURRENCY as numeric(19,4), DATE as
+// date, BOOLEAN as boolean, REAL as double precision).
+
+#include <QString>
+#include <QTemporaryDir>
+
+#include <memory>
+
+class LocalServer {
+public:
+    static constexpr const char *user = "tienda";
+    static constexpr const char *password = "mostrador";
+
+    LocalServer() = default;
+    ~LocalServer(); // stops the server
+    LocalServer(const LocalServer &) = delete;
+    LocalServer &operator=(const LocalServer &) = delete;
+
+    // Whether PostgreSQL's server programs are installed.
+    static bool available();
+
+    // Makes and starts the server in a new temporary folder; false with error() on failure.
+    bool start();
+    // Stops it at once (the next start() makes a new one); a stopped server is not an error.
+    void stop();
+    // Starts the same server again after stop(kept).
+    bool restart();
+    bool running() const { return m_running; }
+
+    // A libpq connection string for database (no password: that comes from the control).
+    QString connectionString(const QString &database) const;
+    // Writes a connection file for database into the server's folder and returns its path.
+    QString writeConnectionFile(const QString &database, const QString &name = QString()) const;
+
+    // Runs one statement as the server's owner on database; false with error() on failure.
+    bool execute(const QString &database, const QString &sql);
+    // Creates database and copies every table of the SQLite file into it.
+    bool copySqlite(const QString &sqlitePath, const QString &database);
+
+    QString folder() const { return m_dir ? m_dir->path() : QString(); }
+    QString error() const { return m_error; }
+
+private:
+    bool run(const QStringList &command, int timeoutMs = 120000);
+    bool fail(const QString &what);
+
+    std::unique_ptr<QTemporaryDir> m_dir;
+    QString m_bin;
+    QString m_runAs; // empty when the server runs as we do
+    bool m_running = false;
+    QString m_error;
+};

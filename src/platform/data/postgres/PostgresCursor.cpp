@@ -1,0 +1,336 @@
+#include "PostgresCursor_p.h"
+
+#include "Dialect.h"
+#include "platform/services/BusyCursor.h"
+
+#include <QFile>
+
+#include <cmath>
+#include <limits>
+
+#include <poll.h>
+
+namespace Brennvox10::data::postgres {
+
+namespace {
+
+const QString failureSource = QStringLiteral("Brennvox10.PostgreSQL");
+
+constexpr qint64 maxConnectionFileBytes = 64 * 1024;
+constexpr int pollPeriodMs = 50;
+// After a cancel the server answers at once; one that does not is treated as gone.
+constexpr auto cancelGrace = std::chrono::seconds(5);
+
+// Type ids of the built-in types (pg_type.oid), fixed since PostgreSQL 7.
+enum : Oid {
+    BoolOid = 16, ByteaOid = 17, Int8Oid = 20, Int2Oid = 21, Int4Oid = 23, OidOid = 26, Float4Oid = 700,
+    Float8Oid = 701, MoneyOid = 790, DateOid = 1082, TimestampOid = 1114, TimestampTzOid = 1184, NumericOid = 1700
+};
+
+// numeric(19,4) is how a currency column is declared where there is no money type.
+constexpr int currencyTypmod = ((19 << 16) | 4) + 4;
+
+QString trimmedMessage(const char *message)
+{
+    return QString::fromUtf8(message ? message : "").trimmed();
+}
+
+[[noreturn]] void failDatabase(const QString &message)
+{
+    throw Failure(FailureNumber::DatabaseError, message, failureSource);
+}
+
+// The libpq connection string in the data source file: lines starting with '#' are comments.
+QByteArray connectionStringIn(const QString &path)
+{
+    if (path.isEmpty())
+        failDatabase(QStringLiteral("no connection file: the data source is empty"));
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        failDatabase(QStringLiteral("cannot read the connection file %1: %2").arg(path, file.errorString()));
+    if (file.size() > maxConnectionFileBytes)
+        failDatabase(QStringLiteral("the connection file %1 is larger than 64 KB").arg(path));
+    QByteArray result;
+    for (const QByteArray &line : file.readAll().split('\n')) {
+        const QByteArray text = line.trimmed();
+        if (!text.isEmpty() && !text.startsWith('#'))
+            result += text + ' ';
+    }
+    return result.trimmed();
+}
+
+PostgresCursor::Kind kindOf(Oid type, int typmod, int &adoType)
+{
+    using K = PostgresCursor::Kind;
+    using F = PostgresCursor::Fix;
+    switch (type) {
+    case BoolOid:
+        adoType = AdoType::Boolean;
+        return K { Storage::Integer, F::Boolean };
+    case Int2Oid:
+        adoType = AdoType::SmallInt;
+        return K { Storage::Integer, F::None };
+    case Int4Oid:
+    case OidOid:
+        adoType = AdoType::Integer;
+        return K { Storage::Integer, F::None };
+    case Int8Oid:
+        adoType = AdoType::BigInt;
+        return K { Storage::Integer, F::None };
+    case Float4Oid:
+        adoType = AdoType::Single;
+        return K { Storage::Real, F::None };
+    case Float8Oid:
+        adoType = AdoType::Double;
+        return K { Storage::Real, F::None };
+    case MoneyOid:
+        adoType = AdoType::Currency;
+        return K { Storage::Text, F::Money };
+    case NumericOid:
+        adoType = typmod == currencyTypmod ? AdoType::Currency : AdoType::Decimal;
+        return K { Storage::Text, F::None };
+    case DateOid:
+    case TimestampOid:
+        adoType = AdoType::Date;
+        return K { Storage::Text, F::None };
+    case TimestampTzOid:
+        adoType = AdoType::Date;
+        return K { Storage::Text, F::ZonedTime };
+    case ByteaOid:
+        adoType = AdoType::Binary;
+        return K { Storage::Blob, F::Bytes };
+    default:
+        adoType = AdoType::Text;
+        return K { Storage::Text, F::None };
+    }
+}
+
+void cancel(PGconn *connection)
+{
+    if (PGcancel *handle = PQgetCancel(connection)) {
+        char error[256];
+        PQcancel(handle, error, sizeof error);
+        PQfreeCancel(handle);
+    }
+}
+
+} // namespace
+
+std::unique_ptr<PostgresCursor> PostgresCursor::open(const ConnectionText &connection, const QString &sql,
+    void (*showAdapted)(const QString &))
+{
+    std::unique_ptr<PostgresCursor> cursor(new PostgresCursor);
+    cursor->m_limit = commandTimeLimit(connection);
+    if (cursor->m_limit.count() > 0)
+        cursor->m_deadline = std::chrono::steady_clock::now() + cursor->m_limit;
+
+    // Later keywords win: the file may change the time-out and the name the server logs, never the
+    // encoding, and the control's password wins over one in the file.
+    const QByteArray conninfo = connectionStringIn(connection.dataSource());
+    const QByteArray password = connection.password().toUtf8();
+    std::vector<const char *> keys = { "connect_timeout", "fallback_application_name", "dbname", "client_encoding" };
+    std::vector<const char *> values = { "10", "Brennvox10", conninfo.constData(), "UTF8" };
+    if (!password.isEmpty()) {
+        keys.push_back("password");
+        values.push_back(password.constData());
+    }
+    keys.push_back(nullptr);
+    values.push_back(nullptr);
+    cursor->m_connection.reset(PQconnectdbParams(keys.data(), values.data(), 1));
+    PGconn *db = cursor->m_connection.get();
+    if (!db)
+        failDatabase(QStringLiteral("out of memory while connecting"));
+    if (PQstatus(db) != CONNECTION_OK)
+        failDatabase(trimmedMessage(PQerrorMessage(db)));
+
+    // Read-only for the whole transaction, which ends unfinished when the connection closes. Dates
+    // and money come in the forms the shared readers know.
+    const qint64 serverLimit = cursor->m_limit.count();
+    const QByteArray setup = "BEGIN READ ONLY; SET LOCAL statement_timeout = " + QByteArray::number(serverLimit)
+        + "; SET LOCAL DateStyle = 'ISO, YMD'; SET LOCAL lc_monetary = 'C'; SET LOCAL IntervalStyle = 'postgres'; SET LOCAL bytea_output = 'hex'";
+    if (const Result begun(PQexec(db, setup.constData())); PQresultStatus(begun.get()) != PGRES_COMMAND_OK)
+        cursor->failWith(begun.get());
+
+    const QString text = adaptForPostgres(sql);
+    if (text != sql && showAdapted)
+        showAdapted(text);
+    const QByteArray utf8 = text.toUtf8();
+    // The unnamed statement: one statement only, and described before it runs, so that a text that
+    // returns no rows (a command) never runs at all.
+    if (!PQsendPrepare(db, "", utf8.constData(), 0, nullptr))
+        failDatabase(trimmedMessage(PQerrorMessage(db)));
+    for (Result r = cursor->nextResult(); r; r = cursor->nextResult()) {
+        if (PQresultStatus(r.get()) != PGRES_COMMAND_OK)
+            cursor->failWith(r.get());
+    }
+    if (!PQsendDescribePrepared(db, ""))
+        failDatabase(trimmedMessage(PQerrorMessage(db)));
+    Result description = cursor->nextResult();
+    if (PQresultStatus(description.get()) != PGRES_COMMAND_OK)
+        cursor->failWith(description.get());
+    while (cursor->nextResult()) { }
+    const int count = PQnfields(description.get());
+    if (count == 0)
+        throw Failure(FailureNumber::CommandError,
+            QStringLiteral("the statement returns no rows: only queries are run"), failureSource);
+    cursor->columns.resize(size_t(count));
+    cursor->m_kinds.resize(size_t(count));
+    cursor->m_fixed.resize(size_t(count));
+    for (int i = 0; i < count; ++i) {
+        ColumnInfo &column = cursor->columns[size_t(i)];
+        column.name = QString::fromUtf8(PQfname(description.get(), i));
+        cursor->m_kinds[size_t(i)]
+            = kindOf(PQftype(description.get(), i), PQfmod(description.get(), i), column.declaredType);
+    }
+
+    if (!PQsendQueryPrepared(db, "", 0, nullptr, nullptr, nullptr, 0))
+        failDatabase(trimmedMessage(PQerrorMessage(db)));
+    // Rows one by one: a result never holds more than one row in memory.
+    PQsetSingleRowMode(db);
+    return cursor;
+}
+
+PostgresCursor::~PostgresCursor()
+{
+    // Closed before its end (the line limit): the server would otherwise go on producing rows
+    // nobody reads.
+    if (m_connection && !m_done && PQstatus(m_connection.get()) == CONNECTION_OK
+        && PQtransactionStatus(m_connection.get()) == PQTRANS_ACTIVE)
+        cancel(m_connection.get());
+}
+
+Result PostgresCursor::nextResult()
+{
+    PGconn *db = m_connection.get();
+    auto giveUpAt = std::chrono::steady_clock::time_point::max();
+    while (PQisBusy(db)) {
+        busy::tick();
+        const auto now = std::chrono::steady_clock::now();
+        if ((!m_cancelled && busy::cancelRequested()) || (!m_late && now > m_deadline)) {
+            m_cancelled = m_cancelled || busy::cancelRequested();
+            m_late = !m_cancelled;
+            cancel(db);
+            giveUpAt = now + cancelGrace;
+        }
+        if (now > giveUpAt)
+            failWith(nullptr);
+        pollfd socket { PQsocket(db), POLLIN, 0 };
+        if (socket.fd < 0)
+            break;
+        ::poll(&socket, 1, pollPeriodMs);
+        if (!PQconsumeInput(db))
+            break;
+    }
+    return Result(PQgetResult(db));
+}
+
+void PostgresCursor::failWith(const PGresult *result)
+{
+    m_done = true;
+    const char *state = result ? PQresultErrorField(result, PG_DIAG_SQLSTATE) : nullptr;
+    const QByteArray code(state ? state : "");
+    if (m_cancelled || m_late || code == "57014")
+        failInterrupted(m_cancelled, m_limit, failureSource);
+    QString message = trimmedMessage(result ? PQresultErrorMessage(result) : nullptr);
+    if (message.isEmpty())
+        message = trimmedMessage(PQerrorMessage(m_connection.get()));
+    if (message.isEmpty())
+        message = QStringLiteral("the server did not answer");
+    // The connection, the login, the server's resources or its shutdown are the database's
+    // failures; everything else is the statement's.
+    const bool server = code.isEmpty() || code.startsWith("08") || code.startsWith("28") || code.startsWith("53")
+        || code.startsWith("57") || code.startsWith("58") || code.startsWith("XX");
+    throw Failure(server ? FailureNumber::DatabaseError : FailureNumber::CommandError, message, failureSource);
+}
+
+bool PostgresCursor::next()
+{
+    m_row.reset();
+    if (m_done)
+        return false;
+    busy::tick();
+    Result result = nextResult();
+    switch (PQresultStatus(result.get())) {
+    case PGRES_SINGLE_TUPLE:
+        if (Q_UNLIKELY(m_cancelled || m_late || std::chrono::steady_clock::now() > m_deadline)) {
+            m_late = !m_cancelled;
+            cancel(m_connection.get());
+            failWith(nullptr);
+        }
+        m_row = std::move(result);
+        return true;
+    case PGRES_TUPLES_OK:
+        m_done = true;
+        while (nextResult()) { }
+        return false;
+    default:
+        failWith(result.get());
+    }
+}
+
+qint64 PostgresCursor::integer(int column) const
+{
+    const char *value = PQgetvalue(m_row.get(), 0, column);
+    if (m_kinds[size_t(column)].fix == Fix::Boolean)
+        return value[0] == 't' ? 1 : 0;
+    qint64 result = 0;
+    parseInt64(QByteArrayView(value, PQgetlength(m_row.get(), 0, column)), result);
+    return result;
+}
+
+double PostgresCursor::real(int column) const
+{
+    double result = 0;
+    if (!parseDouble(QByteArrayView(PQgetvalue(m_row.get(), 0, column), PQgetlength(m_row.get(), 0, column)), result))
+        return std::numeric_limits<double>::quiet_NaN();
+    return result;
+}
+
+QByteArrayView PostgresCursor::text(int column) const
+{
+    const char *value = PQgetvalue(m_row.get(), 0, column);
+    const int length = PQgetlength(m_row.get(), 0, column);
+    QByteArray &fixed = m_fixed[size_t(column)];
+    switch (m_kinds[size_t(column)].fix) {
+    case Fix::None:
+        return { value, length };
+    case Fix::Boolean:
+        return value[0] == 't' ? QByteArrayView("1") : QByteArrayView("0");
+    case Fix::Money:
+        // "-$1,234.50" under lc_monetary C: the number alone.
+        fixed.clear();
+        for (int i = 0; i < length; ++i) {
+            const char c = value[i];
+            if ((c >= '0' && c <= '9') || c == '.' || c == '-')
+                fixed += c;
+        }
+        return fixed;
+    case Fix::ZonedTime: {
+        // "2008-03-05 10:00:00+01": the time as the session's zone tells it, without the offset.
+        int end = length;
+        while (end > 19 && value[end - 1] != '+' && value[end - 1] != '-')
+            --end;
+        return { value, end > 19 ? end - 1 : length };
+    }
+    case Fix::Bytes:
+        return blob(column);
+    }
+    return { value, length };
+}
+
+QByteArrayView PostgresCursor::blob(int column) const
+{
+    const char *value = PQgetvalue(m_row.get(), 0, column);
+    const int length = PQgetlength(m_row.get(), 0, column);
+    if (m_kinds[size_t(column)].fix != Fix::Bytes)
+        return { value, length };
+    QByteArray &fixed = m_fixed[size_t(column)];
+    // bytea_output 'hex', the default since PostgreSQL 9.0: "\x" and two digits a byte.
+    if (length >= 2 && value[0] == '\\' && value[1] == 'x')
+        fixed = QByteArray::fromHex(QByteArray::fromRawData(value + 2, length - 2));
+    else
+        fixed = QByteArray(value, length);
+    return fixed;
+}
+
+} // namespace Brennvox10::data::postgres
