@@ -9,7 +9,8 @@ shift || true
 
 packages=(cmake ninja-build g++ pkg-config ccache
           qt6-base-dev qt6-base-dev-tools libqt6sql6-sqlite qt6-tools-dev libgl-dev
-          libsqlite3-dev libpugixml-dev dpkg-dev file poppler-utils clang libclang-rt-14-dev)
+          libsqlite3-dev libpugixml-dev dpkg-dev file poppler-utils clang libclang-rt-14-dev
+          libpq-dev postgresql-15)
 
 missing=()
 for p in "${packages[@]}"; do
@@ -50,7 +51,7 @@ case "$what" in
         -DBRENNVOX10_BUILD_BENCH=OFF -DBRENNVOX10_BUILD_DESIGNER=OFF -DBUILD_TESTING=OFF \
         -DCMAKE_CXX_FLAGS="$fz" -DCMAKE_EXE_LINKER_FLAGS="-fsanitize=address,undefined" >/dev/null
       cmake --build "$build-fuzz" --target fuzzers
-      for target in definition connection cell; do
+      for target in definition connection cell filter; do
         found=$(mktemp -d)
         # A crash leaves its input in the fuzz build folder, to become a regression seed.
         QT_QPA_PLATFORM=offscreen "$build-fuzz/fuzz/fuzz_$target" -max_total_time="${FUZZ_SECONDS:-20}" \

@@ -6,6 +6,7 @@
 #include "common/Rows.h"
 #include "common/XmlHelper.h"
 #include "failure/Guard.h"
+#include "filter/FilterText.h"
 #include "filter/ValueList_p.h"
 #include "platform/data/Recordset.h"
 #include "platform/widgets/DatePicker.h"
@@ -39,7 +40,6 @@ namespace {
 
 const QString KeyPage1 = QStringLiteral("tabFiltro");
 const QString KeyPage2 = QStringLiteral("tabAvanzado");
-const QString Separator = QStringLiteral("||");
 
 constexpr std::array<const char16_t *, 6> OperatorCaptions { u"Igual", u"Menor", u"Menor Igual", u"Mayor",
     u"Mayor Igual", u"Diferente" };
@@ -147,8 +147,8 @@ public:
     void chooseFreeField(Guard &g, Page &p);
     void chooseListField(Guard &g, Page &p, const FilterDefinition &def);
     const FilterDefinition *chosen(const Page &p) const;
-    // One condition's text: field, operator, quote, value, ending.
-    QString condition(const Page &p, int which, const QString &ending) const;
+    // What one condition's inputs hold.
+    FilterCondition inputs(const Page &p, int which) const;
 
     ctlFilter &q;
     ConnectionSettings connection;
@@ -516,46 +516,33 @@ void ctlFilterPrivate::onSecondCheck(int index)
     });
 }
 
-QString ctlFilterPrivate::condition(const Page &p, int which, const QString &ending) const
+FilterCondition ctlFilterPrivate::inputs(const Page &p, int which) const
 {
     const size_t k = size_t(which);
-    const int op = p.op[k]->currentIndex();
-    if (op < 0 || size_t(op) >= Operators.size())
-        throw failureFor(FailureNumber::SubscriptOutOfRange);
-    QString value;
+    FilterCondition c;
+    c.checked = p.check[k]->checkState() != Qt::Unchecked;
+    c.field = p.field->currentText();
+    c.op = p.op[k]->currentIndex();
     const FilterDefinition *def = chosen(p);
-    if (def && def->isFreeDate()) {
-        // The date as the database stores and compares it.
-        value = p.date[k]->date().toString(QStringLiteral("yyyy-MM-dd"));
-    } else {
-        value = p.value[k]->currentText();
-        const qsizetype cut = value.indexOf(Separator);
-        if (cut >= 0)
-            value.truncate(cut);
-    }
-    return p.field->currentText() + Operators[size_t(op)] + QLatin1Char('\'') + value + ending;
+    // A date field's value is its picker's date, as the database stores and compares it.
+    c.value = def && def->isFreeDate() ? p.date[k]->date().toString(QStringLiteral("yyyy-MM-dd"))
+                                       : p.value[k]->currentText();
+    return c;
 }
 
 void ctlFilterPrivate::onOK()
 {
     guarded(q, [&](Guard &g) {
-        const QString firstEnding = QStringLiteral("' ");
-        const QString secondEnding = QStringLiteral("'");
-        const QString And = QStringLiteral(" and ");
-        QString text;
-        // A page's second condition counts only with its first; a condition that fails is left out
-        // of the text, the text so far stays.
-        for (const Page &p : pages) {
-            if (p.check[0]->checkState() == Qt::Unchecked)
-                continue;
+        FilterConditions conditions;
+        for (size_t i = 0; i < conditions.size(); ++i)
+            conditions[i] = inputs(pages[i / 2], int(i % 2));
+        // A condition without operator is reported; on "skip" it is left out and the text so far stays.
+        QString text = filterText(conditions, Operators, [&](const std::function<bool()> &piece) {
             g.step([&] {
-                if (!text.isEmpty())
-                    text += And;
+                if (!piece())
+                    throw failureFor(FailureNumber::SubscriptOutOfRange);
             });
-            g.step([&] { text += condition(p, 0, firstEnding); });
-            if (p.check[1]->checkState() != Qt::Unchecked)
-                g.step([&] { text += And + condition(p, 1, secondEnding); });
-        }
+        });
         // The host usually destroys this control in its handler: from here on nothing of it is
         // touched.
         ctlFilter *self = &q;
