@@ -65,7 +65,7 @@ inline QString writeDefinition(const QString &folder, int rows, int maxLines)
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
         fail("cannot write " + path.toStdString());
-    const QByteArray tab = R"(tabSQLSource="select 1, 'x' where 0" tabFieldname="1" tabDefFunc="1" )"
+    const QByteArray tab = R"(tabSQLSource="select 1, 'x' where 1 = 0" tabFieldname="1" tabDefFunc="1" )"
                            R"(tabDefValue="1" tabDefCaption="Todos")";
     file.write(R"(<?xml version="1.0" encoding="UTF-8"?>
 <lrfmt Caption="Bench" Key="id" ListSQLSource="select * from inv" ListMaxLineas=")"

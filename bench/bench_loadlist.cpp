@@ -6,12 +6,16 @@
 //   (c) QSqlQueryModel    all rows fetched into a QSqlQueryModel shown in a QTableView
 //   (d) QTreeWidget       a QTreeWidget filled with the texts of (b)
 //   (e) ctlListRecord     the record list: Showme once, then lrListRefresh, timed
+//   (f) libpq single-row  the same rows from a PostgreSQL server on a local socket, the text as the
+//                         provider adapts it, stepped in libpq's single-row mode, every value read
+//   (g) ctlListRecord pg  (e) over that server
 //
+// For (f) and (g) the benchmark starts a server of its own and copies each database into it first.
 // Every view is created and shown empty first; the time runs from the start of the load until the
 // view's viewport has received a paint event after it. Heap growth is glibc's mallinfo2 (in-use
 // arena bytes plus mmapped bytes) measured before the load and after it, with the result alive.
 //
-//   QT_QPA_PLATFORM=offscreen bench_loadlist [--rows 10000,100000,1000000] [--paths abcde]
+//   QT_QPA_PLATFORM=offscreen bench_loadlist [--rows 10000,100000,1000000] [--paths abcdefg]
 //                                            [--reps R] [--dir FOLDER]
 
 #include <Brennvox10/Brennvox10.h>
@@ -35,12 +39,15 @@
 #include <QHeaderView>
 #include <QTreeWidget>
 
+#include <libpq-fe.h>
 #include <malloc.h>
 #include <sqlite3.h>
 
 #include "BenchData.h"
 #include "BenchRun.h"
+#include "LocalServer.h"
 #include "Unattended.h"
+#include "platform/data/postgres/Dialect.h"
 #include <algorithm>
 
 #include <cstdio>
@@ -245,7 +252,8 @@ bench::Measure treeWidget(const QString &path, int rows)
 }
 
 // Two rows: the first load through Showme, and the timed reload.
-std::pair<bench::Measure, bench::Measure> listRecord(const QString &path, const QString &folder, int rows)
+std::pair<bench::Measure, bench::Measure> listRecord(const QString &path, const QString &folder, int rows,
+    const QString &connection = QStringLiteral("Provider=SQLite;Data Source="), const QString &password = QString())
 {
     const QString definition = bench::writeDefinition(folder, rows, rows);
     QString sent;
@@ -259,8 +267,9 @@ std::pair<bench::Measure, bench::Measure> listRecord(const QString &path, const 
         PaintWatch first(viewport);
         first.wait();
     }
-    list.lrConnectionString(QStringLiteral("Provider=SQLite;Data Source="));
+    list.lrConnectionString(connection);
     list.lrDataSource(path);
+    list.lrPassword(password);
     list.lrConfigFileName(definition);
 
     PaintWatch watch(viewport);
@@ -283,10 +292,43 @@ std::pair<bench::Measure, bench::Measure> listRecord(const QString &path, const 
     const int shown = list.ActiveListView()->ListItems().Count();
     if (shown != rows)
         fail("ctlListRecord shows " + std::to_string(shown) + " rows");
-    if (sent != QLatin1String(ListQuery))
+    if (sent != QLatin1String(ListQuery) && sent != Brennvox10::data::postgres::adaptForPostgres(QLatin1String(ListQuery)))
         std::fprintf(stderr, "note: the list sent \"%s\", the other paths run \"%s limit N\"\n",
             qPrintable(sent), ListQuery);
     return { { showMs, showBytes }, { refreshMs, refreshBytes } };
+}
+
+// The floor of a PostgreSQL load: the adapted list text stepped row by row, each value touched.
+bench::Measure libpqSingleRow(const LocalServer &server, const QString &database, int rows)
+{
+    const QByteArray conninfo = (server.connectionString(database) + QStringLiteral(" password=")
+        + QLatin1String(LocalServer::password)).toUtf8();
+    const QByteArray query
+        = (Brennvox10::data::postgres::adaptForPostgres(QLatin1String(ListQuery)) + QStringLiteral(" limit %1").arg(rows))
+              .toUtf8();
+    return measure(rows, [&] {
+        PGconn *db = PQconnectdb(conninfo.constData());
+        if (PQstatus(db) != CONNECTION_OK)
+            fail(PQerrorMessage(db));
+        std::size_t sink = 0;
+        int seen = 0;
+        PQsendQueryParams(db, query.constData(), 0, nullptr, nullptr, nullptr, nullptr, 0);
+        PQsetSingleRowMode(db);
+        while (PGresult *r = PQgetResult(db)) {
+            if (PQresultStatus(r) == PGRES_SINGLE_TUPLE) {
+                for (int c = 0; c < Columns; ++c)
+                    sink += std::size_t(PQgetvalue(r, 0, c)[0]) + std::size_t(PQgetlength(r, 0, c));
+                ++seen;
+            } else if (PQresultStatus(r) != PGRES_TUPLES_OK) {
+                fail(PQresultErrorMessage(r));
+            }
+            PQclear(r);
+        }
+        PQfinish(db);
+        if (seen != rows)
+            fail("libpq read " + std::to_string(seen) + " rows");
+        return sink;
+    });
 }
 
 } // namespace
@@ -298,11 +340,17 @@ int main(int argc, char **argv)
     QApplication app(argc, argv);
 
     const bench::Options opt
-        = bench::parseOptions(app, QStringLiteral("10000,100000,1000000"), QStringLiteral("abcde"));
+        = bench::parseOptions(app, QStringLiteral("10000,100000,1000000"), QStringLiteral("abcdefg"));
 
     unattended::install();
 
     std::vector<bench::Row> table;
+    LocalServer server;
+    const bool postgres = opt.paths.contains(QLatin1Char('f')) || opt.paths.contains(QLatin1Char('g'));
+    if (postgres && !server.start()) {
+        std::fprintf(stderr, "bench_loadlist: PostgreSQL: %s\n", qPrintable(server.error()));
+        return 1;
+    }
     try {
         for (const int rows : opt.counts) {
             const QString db = bench::benchDatabase(opt.folder, rows);
@@ -326,13 +374,31 @@ int main(int argc, char **argv)
                 table.push_back({ "(e) ctlListRecord Showme", rows, runs.first });
                 table.push_back({ "(e) ctlListRecord refresh", rows, runs.second });
             }
+            if (postgres) {
+                const QString database = QStringLiteral("bench_%1").arg(rows);
+                if (!server.copySqlite(db, database))
+                    fail(server.error().toStdString());
+                const QString file = server.writeConnectionFile(database);
+                libpqSingleRow(server, database, rows); // warms the server's cache, untimed
+                if (opt.paths.contains(QLatin1Char('f')))
+                    table.push_back({ "(f) libpq single-row", rows,
+                        bench::best(opt.reps, [&] { return libpqSingleRow(server, database, rows); }) });
+                if (opt.paths.contains(QLatin1Char('g'))) {
+                    const QString connection = QStringLiteral("Provider=PostgreSQL;Data Source=");
+                    const QString password = QLatin1String(LocalServer::password);
+                    auto runs = listRecord(file, opt.folder, rows, connection, password);
+                    for (int i = 1; i < opt.reps; ++i)
+                        runs.second.ms = std::min(runs.second.ms, listRecord(file, opt.folder, rows, connection, password).second.ms);
+                    table.push_back({ "(g) ctlListRecord pg", rows, runs.second });
+                }
+            }
         }
     } catch (const std::exception &e) {
         std::fprintf(stderr, "bench_loadlist: %s\n", e.what());
         return 1;
     }
 
-    bench::printTable(table, "bytes/row", { "(a)", "(b)" });
+    bench::printTable(table, "bytes/row", { "(a)", "(b)", "(f)" });
     if (unattended::problems)
         std::printf("%d failures or messages were reported during the run\n", unattended::problems);
     return unattended::problems ? 1 : 0;

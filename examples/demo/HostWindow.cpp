@@ -109,8 +109,9 @@ HostWindow::HostWindow(const HostOptions &options, QWidget *parent)
 
     for (ListControl *control :
         { static_cast<ListControl *>(m_invoices), static_cast<ListControl *>(m_clients) }) {
-        control->lrConnectionString(QStringLiteral("Provider=SQLite;Data Source="));
+        control->lrConnectionString(options.connection);
         control->lrDataSource(options.db);
+        control->lrPassword(options.password);
     }
     m_invoices->lrConfigFileName(options.conf);
     m_clients->lrConfigFileName(options.clientsConf);
@@ -154,8 +155,19 @@ bool HostWindow::confirm(const QString &title, const QString &text)
     return box.clickedButton() == yes;
 }
 
+bool HostWindow::mayEdit()
+{
+    if (m_options.editable())
+        return true;
+    tell(QStringLiteral("Facturas"),
+        QStringLiteral("Esta demostración solo modifica su base de datos SQLite; aquí la lista es de consulta."));
+    return false;
+}
+
 std::optional<Invoice> HostWindow::chosen(const QString &key)
 {
+    if (!mayEdit())
+        return std::nullopt;
     bool numeric = false;
     const qint64 id = key.toLongLong(&numeric);
     if (key.isEmpty() || !numeric) {
@@ -189,6 +201,8 @@ void HostWindow::reveal(qint64 id)
 
 void HostWindow::addInvoice()
 {
+    if (!mayEdit())
+        return;
     Invoice fresh;
     fresh.date = QDate::currentDate();
     fresh.number = store().nextNumber(fresh.date.year());

@@ -20,10 +20,14 @@ class ctlListSingle;
 }
 
 struct HostOptions {
-    QString db;
+    QString db; // the SQLite file, or for another provider the data source it takes
     QString conf;
     QString clientsConf;
     bool startOnClients = false;
+    // The lists' connection; the host edits invoices only in its own SQLite sample.
+    QString connection = QStringLiteral("Provider=SQLite;Data Source=");
+    QString password;
+    bool editable() const { return connection.startsWith(QLatin1String("Provider=SQLite;")); }
 };
 
 // A database of exactly rows invoices in folder (reused when one made for that count is there), and a
@@ -64,6 +68,7 @@ public:
 
 private:
     InvoiceStore &store();
+    bool mayEdit();
     std::optional<Invoice> chosen(const QString &key);
     bool confirm(const QString &title, const QString &text);
     void tell(const QString &title, const QString &text, bool problem = false);

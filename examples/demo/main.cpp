@@ -7,7 +7,8 @@
 // event for every command), whose commands only appear in the status bar. The window is HostWindow.
 //
 //   brennvox10-demo [--db PATH] [--conf PATH] [--clients-conf PATH] [--tab facturas|clientes]
-//                   [--rows N] [--screenshot FILE] [--filter-screenshots PREFIX] [--print-pdf FILE]
+//                   [--rows N] [--provider sqlite|postgres]
+//                   [--screenshot FILE] [--filter-screenshots PREFIX] [--print-pdf FILE]
 //
 // Without --db and the definition options it opens the sample database and definitions beside the
 // executable. --rows N uses a database of N invoices instead, made in the user's cache folder the
@@ -16,9 +17,12 @@
 // and exits; failures the lists reported meanwhile are printed and make the exit code non-zero.
 // --filter-screenshots also clicks the invoices' "Cambiar filtro" and writes each page of the filter
 // dialog as PREFIX-1.png and PREFIX-2.png. --print-pdf prints the invoices as listed into FILE and
-// exits, as --screenshot does.
+// exits, as --screenshot does. --provider postgres starts a PostgreSQL server of its own in a
+// temporary folder, copies the SQLite database into it, shows the lists from there (read-only: the
+// host edits only its SQLite sample) and stops the server when the window closes.
 
 #include "HostWindow.h"
+#include "LocalServer.h"
 #include "Unattended.h"
 
 #include <Brennvox10/Brennvox10.h>
@@ -33,12 +37,17 @@
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPixmap>
+#include <QSocketNotifier>
 #include <QStandardPaths>
 #include <QTabWidget>
 #include <QTimer>
 
+#include <csignal>
 #include <cstdio>
 #include <cstring>
+
+#include <sys/socket.h>
+#include <unistd.h>
 
 namespace {
 
@@ -111,6 +120,27 @@ bool filterScreenshots(Brennvox10::ctlListRecord *list, const QString &prefix)
     return saved && pages == 2 && !Brennvox10::frmdlgFilter::loaded();
 }
 
+// Ctrl-C or a kill ends the event loop rather than the process, so that the server we started is
+// stopped by its destructor. The handler only writes a byte; the loop reads it.
+int signalPipe[2] = { -1, -1 };
+
+void quitOnSignals(QObject *owner)
+{
+    if (socketpair(AF_UNIX, SOCK_STREAM, 0, signalPipe) != 0)
+        return;
+    auto *notifier = new QSocketNotifier(signalPipe[1], QSocketNotifier::Read, owner);
+    QObject::connect(notifier, &QSocketNotifier::activated, owner, [] {
+        char byte;
+        if (::read(signalPipe[1], &byte, 1) == 1)
+            QCoreApplication::quit();
+    });
+    for (int number : { SIGINT, SIGTERM, SIGHUP })
+        std::signal(number, [](int) {
+            const char byte = 1;
+            [[maybe_unused]] const auto written = ::write(signalPipe[0], &byte, 1);
+        });
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -146,7 +176,10 @@ int main(int argc, char **argv)
     QCommandLineOption pdfOption(QStringLiteral("print-pdf"),
         QStringLiteral("Render offscreen, print the invoices as listed into FILE and exit."),
         QStringLiteral("FILE"));
-    parser.addOptions({ dbOption, confOption, clientsOption, tabOption, rowsOption, shotOption,
+    QCommandLineOption providerOption(QStringLiteral("provider"),
+        QStringLiteral("sqlite (the default) or postgres: a server of its own, with the database copied in."),
+        QStringLiteral("NAME"), QStringLiteral("sqlite"));
+    parser.addOptions({ dbOption, confOption, clientsOption, tabOption, rowsOption, providerOption, shotOption,
         filterShotOption, pdfOption });
     parser.process(app);
 
@@ -173,6 +206,27 @@ int main(int argc, char **argv)
                 static_cast<long long>(sample.milliseconds));
         options.db = sample.db;
         options.conf = sample.conf;
+    }
+
+    const QString provider = parser.value(providerOption).toLower();
+    LocalServer server;
+    if (provider == QLatin1String("postgres") || provider == QLatin1String("postgresql")) {
+        QElapsedTimer clock;
+        clock.start();
+        if (!server.start() || !server.copySqlite(options.db, QStringLiteral("tienda"))) {
+            std::fprintf(stderr, "brennvox10-demo: PostgreSQL: %s\n", qPrintable(server.error()));
+            return 1;
+        }
+        options.db = server.writeConnectionFile(QStringLiteral("tienda"));
+        options.connection = QStringLiteral("Provider=PostgreSQL;Data Source=");
+        options.password = QLatin1String(LocalServer::password);
+        std::printf("PostgreSQL server in %s, sample copied in %lld ms; connection file %s\n",
+            qPrintable(server.folder()), static_cast<long long>(clock.elapsed()), qPrintable(options.db));
+        std::fflush(stdout);
+        quitOnSignals(&app);
+    } else if (provider != QLatin1String("sqlite")) {
+        std::fprintf(stderr, "brennvox10-demo: --provider is sqlite or postgres\n");
+        return 2;
     }
 
     HostWindow window(options);

@@ -5,6 +5,7 @@
 
 #include <QFile>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -20,6 +21,9 @@ constexpr qint64 maxConnectionFileBytes = 64 * 1024;
 constexpr int pollPeriodMs = 50;
 // After a cancel the server answers at once; one that does not is treated as gone.
 constexpr auto cancelGrace = std::chrono::seconds(5);
+// A batch of rows holds about this much text; a few wide rows make small batches.
+constexpr qint64 batchBytes = 4 * 1024 * 1024;
+constexpr int minBatchRows = 16, maxBatchRows = 16384;
 
 // Type ids of the built-in types (pg_type.oid), fixed since PostgreSQL 7.
 enum : Oid {
@@ -105,6 +109,35 @@ PostgresCursor::Kind kindOf(Oid type, int typmod, int &adoType)
     }
 }
 
+// Whether the text is a query a cursor can run: it starts (after blanks, comments and opening
+// parentheses) with SELECT, WITH, VALUES or TABLE.
+bool isCursorQuery(const QString &text)
+{
+    qsizetype i = 0;
+    const qsizetype n = text.size();
+    while (i < n) {
+        if (text[i].isSpace() || text[i] == u'(') {
+            ++i;
+        } else if (text.mid(i, 2) == QLatin1String("--")) {
+            while (i < n && text[i] != u'\n')
+                ++i;
+        } else if (text.mid(i, 2) == QLatin1String("/*")) {
+            const qsizetype end = text.indexOf(QLatin1String("*/"), i + 2);
+            i = end < 0 ? n : end + 2;
+        } else {
+            break;
+        }
+    }
+    qsizetype end = i;
+    while (end < n && text[end].isLetter())
+        ++end;
+    const QStringView word = QStringView(text).sliced(i, end - i);
+    for (const char *keyword : { "select", "with", "values", "table" })
+        if (word.compare(QLatin1String(keyword), Qt::CaseInsensitive) == 0)
+            return true;
+    return false;
+}
+
 void cancel(PGconn *connection)
 {
     if (PGcancel *handle = PQgetCancel(connection)) {
@@ -155,46 +188,97 @@ std::unique_ptr<PostgresCursor> PostgresCursor::open(const ConnectionText &conne
     if (text != sql && showAdapted)
         showAdapted(text);
     const QByteArray utf8 = text.toUtf8();
-    // The unnamed statement: one statement only, and described before it runs, so that a text that
-    // returns no rows (a command) never runs at all.
-    if (!PQsendPrepare(db, "", utf8.constData(), 0, nullptr))
-        failDatabase(trimmedMessage(PQerrorMessage(db)));
-    for (Result r = cursor->nextResult(); r; r = cursor->nextResult()) {
-        if (PQresultStatus(r.get()) != PGRES_COMMAND_OK)
-            cursor->failWith(r.get());
+    PGresult *described = nullptr;
+    Result description;
+    if (isCursorQuery(text)) {
+        // A cursor takes only a query, so nothing that writes or runs a command gets this far.
+        const QByteArray declare = "DECLARE bv_rows NO SCROLL CURSOR FOR " + utf8;
+        if (!PQsendQueryParams(db, declare.constData(), 0, nullptr, nullptr, nullptr, nullptr, 0))
+            failDatabase(trimmedMessage(PQerrorMessage(db)));
+        cursor->commandResult(PGRES_COMMAND_OK);
+        cursor->m_fromCursor = true;
+        cursor->requestBatch();
+        cursor->takeBatch();
+        described = cursor->m_batch.get();
+    } else {
+        // The unnamed statement: one statement only, and described before it runs, so that a text
+        // that returns no rows (a command) never runs at all.
+        if (!PQsendPrepare(db, "", utf8.constData(), 0, nullptr))
+            failDatabase(trimmedMessage(PQerrorMessage(db)));
+        cursor->commandResult(PGRES_COMMAND_OK);
+        if (!PQsendDescribePrepared(db, ""))
+            failDatabase(trimmedMessage(PQerrorMessage(db)));
+        description = cursor->commandResult(PGRES_COMMAND_OK);
+        described = description.get();
+        if (PQnfields(described) == 0)
+            throw Failure(FailureNumber::CommandError,
+                QStringLiteral("the statement returns no rows: only queries are run"), failureSource);
+        if (!PQsendQueryPrepared(db, "", 0, nullptr, nullptr, nullptr, 0))
+            failDatabase(trimmedMessage(PQerrorMessage(db)));
+        PQsetSingleRowMode(db);
     }
-    if (!PQsendDescribePrepared(db, ""))
-        failDatabase(trimmedMessage(PQerrorMessage(db)));
-    Result description = cursor->nextResult();
-    if (PQresultStatus(description.get()) != PGRES_COMMAND_OK)
-        cursor->failWith(description.get());
-    while (cursor->nextResult()) { }
-    const int count = PQnfields(description.get());
-    if (count == 0)
-        throw Failure(FailureNumber::CommandError,
-            QStringLiteral("the statement returns no rows: only queries are run"), failureSource);
+    const int count = PQnfields(described);
     cursor->columns.resize(size_t(count));
     cursor->m_kinds.resize(size_t(count));
     cursor->m_fixed.resize(size_t(count));
     for (int i = 0; i < count; ++i) {
         ColumnInfo &column = cursor->columns[size_t(i)];
-        column.name = QString::fromUtf8(PQfname(description.get(), i));
-        cursor->m_kinds[size_t(i)]
-            = kindOf(PQftype(description.get(), i), PQfmod(description.get(), i), column.declaredType);
+        column.name = QString::fromUtf8(PQfname(described, i));
+        cursor->m_kinds[size_t(i)] = kindOf(PQftype(described, i), PQfmod(described, i), column.declaredType);
     }
-
-    if (!PQsendQueryPrepared(db, "", 0, nullptr, nullptr, nullptr, 0))
-        failDatabase(trimmedMessage(PQerrorMessage(db)));
-    // Rows one by one: a result never holds more than one row in memory.
-    PQsetSingleRowMode(db);
+    // The first batch is read from its first row on.
+    cursor->m_index = -1;
     return cursor;
+}
+
+Result PostgresCursor::commandResult(ExecStatusType expected)
+{
+    Result result = nextResult();
+    if (PQresultStatus(result.get()) != expected)
+        failWith(result.get());
+    // The command's end: libpq gives null once every result has been taken.
+    while (Result more = nextResult()) {
+        if (PQresultStatus(more.get()) != expected)
+            failWith(more.get());
+    }
+    return result;
+}
+
+void PostgresCursor::requestBatch()
+{
+    const QByteArray fetch = "FETCH FORWARD " + QByteArray::number(m_batchRows) + " FROM bv_rows";
+    if (!PQsendQueryParams(m_connection.get(), fetch.constData(), 0, nullptr, nullptr, nullptr, nullptr, 0))
+        failDatabase(trimmedMessage(PQerrorMessage(m_connection.get())));
+}
+
+// Takes the batch asked for and asks for the next one, which the server makes while this one is
+// read. False when the cursor has no more rows.
+bool PostgresCursor::takeBatch()
+{
+    const int asked = m_batchRows;
+    m_batch = commandResult(PGRES_TUPLES_OK);
+    m_count = PQntuples(m_batch.get());
+    m_index = 0;
+    if (m_count < asked) {
+        m_lastBatch = true;
+        m_done = true;
+    } else {
+        qint64 bytes = 1;
+        const int columns = PQnfields(m_batch.get());
+        for (int r = 0; r < m_count; ++r)
+            for (int c = 0; c < columns; ++c)
+                bytes += PQgetlength(m_batch.get(), r, c) + 8;
+        m_batchRows = int(std::clamp<qint64>(qint64(m_count) * batchBytes / bytes, minBatchRows, maxBatchRows));
+        requestBatch();
+    }
+    return m_count > 0;
 }
 
 PostgresCursor::~PostgresCursor()
 {
     // Closed before its end (the line limit): the server would otherwise go on producing rows
     // nobody reads.
-    if (m_connection && !m_done && PQstatus(m_connection.get()) == CONNECTION_OK
+    if (m_connection && !m_fromCursor && !m_done && PQstatus(m_connection.get()) == CONNECTION_OK
         && PQtransactionStatus(m_connection.get()) == PQTRANS_ACTIVE)
         cancel(m_connection.get());
 }
@@ -243,21 +327,40 @@ void PostgresCursor::failWith(const PGresult *result)
     throw Failure(server ? FailureNumber::DatabaseError : FailureNumber::CommandError, message, failureSource);
 }
 
+void PostgresCursor::checkTime()
+{
+    m_rowsToCheck = 256;
+    if (busy::cancelRequested())
+        m_cancelled = true;
+    else if (std::chrono::steady_clock::now() > m_deadline)
+        m_late = true;
+    else
+        return;
+    if (PQtransactionStatus(m_connection.get()) == PQTRANS_ACTIVE)
+        cancel(m_connection.get());
+    failWith(nullptr);
+}
+
 bool PostgresCursor::next()
 {
-    m_row.reset();
+    busy::tick();
+    if (--m_rowsToCheck <= 0)
+        checkTime();
+    if (m_fromCursor) {
+        if (m_batch && ++m_index < m_count)
+            return true;
+        m_batch.reset();
+        return !m_lastBatch && takeBatch();
+    }
+    m_batch.reset();
     if (m_done)
         return false;
-    busy::tick();
     Result result = nextResult();
     switch (PQresultStatus(result.get())) {
     case PGRES_SINGLE_TUPLE:
-        if (Q_UNLIKELY(m_cancelled || m_late || std::chrono::steady_clock::now() > m_deadline)) {
-            m_late = !m_cancelled;
-            cancel(m_connection.get());
-            failWith(nullptr);
-        }
-        m_row = std::move(result);
+        m_batch = std::move(result);
+        m_index = 0;
+        m_count = 1;
         return true;
     case PGRES_TUPLES_OK:
         m_done = true;
@@ -270,26 +373,26 @@ bool PostgresCursor::next()
 
 qint64 PostgresCursor::integer(int column) const
 {
-    const char *value = PQgetvalue(m_row.get(), 0, column);
+    const char *value = PQgetvalue(m_batch.get(), m_index, column);
     if (m_kinds[size_t(column)].fix == Fix::Boolean)
         return value[0] == 't' ? 1 : 0;
     qint64 result = 0;
-    parseInt64(QByteArrayView(value, PQgetlength(m_row.get(), 0, column)), result);
+    parseInt64(QByteArrayView(value, PQgetlength(m_batch.get(), m_index, column)), result);
     return result;
 }
 
 double PostgresCursor::real(int column) const
 {
     double result = 0;
-    if (!parseDouble(QByteArrayView(PQgetvalue(m_row.get(), 0, column), PQgetlength(m_row.get(), 0, column)), result))
+    if (!parseDouble(QByteArrayView(PQgetvalue(m_batch.get(), m_index, column), PQgetlength(m_batch.get(), m_index, column)), result))
         return std::numeric_limits<double>::quiet_NaN();
     return result;
 }
 
 QByteArrayView PostgresCursor::text(int column) const
 {
-    const char *value = PQgetvalue(m_row.get(), 0, column);
-    const int length = PQgetlength(m_row.get(), 0, column);
+    const char *value = PQgetvalue(m_batch.get(), m_index, column);
+    const int length = PQgetlength(m_batch.get(), m_index, column);
     QByteArray &fixed = m_fixed[size_t(column)];
     switch (m_kinds[size_t(column)].fix) {
     case Fix::None:
@@ -320,8 +423,8 @@ QByteArrayView PostgresCursor::text(int column) const
 
 QByteArrayView PostgresCursor::blob(int column) const
 {
-    const char *value = PQgetvalue(m_row.get(), 0, column);
-    const int length = PQgetlength(m_row.get(), 0, column);
+    const char *value = PQgetvalue(m_batch.get(), m_index, column);
+    const int length = PQgetlength(m_batch.get(), m_index, column);
     if (m_kinds[size_t(column)].fix != Fix::Bytes)
         return { value, length };
     QByteArray &fixed = m_fixed[size_t(column)];

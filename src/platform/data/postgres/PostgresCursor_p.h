@@ -1,7 +1,10 @@
 #pragma once
-// The PostgreSQL provider: one connection per recordset, one statement in a read-only transaction,
-// rows taken from the server one at a time so that memory stays that of one row. The data source
-// is a file holding a libpq connection string; the connection text's password is the server's.
+// The PostgreSQL provider: one connection per recordset, one statement in a read-only transaction.
+// A query's rows come through a cursor in batches sized to a few megabytes, the next batch asked for
+// before the current one is read, so that the server works while the list fills; any other text
+// (SHOW, EXPLAIN) is described first, refused when it returns no rows, and read one row at a time.
+// The data source is a file holding a libpq connection string; the connection text's password is
+// the server's.
 
 #include "../Cursor_p.h"
 
@@ -31,7 +34,7 @@ public:
 
     Storage storage(int column) const override
     {
-        if (PQgetisnull(m_row.get(), 0, column))
+        if (PQgetisnull(m_batch.get(), m_index, column))
             return Storage::Null;
         return m_kinds[size_t(column)].storage;
     }
@@ -52,10 +55,21 @@ private:
     // Waits for the server's next answer, keeping the window alive and honouring Esc and the time
     // limit; null when the statement has no more answers.
     Result nextResult();
+    // The one result of the command just sent, or a Failure.
+    Result commandResult(ExecStatusType expected);
     [[noreturn]] void failWith(const PGresult *result);
+    void requestBatch();
+    bool takeBatch();
+    void checkTime();
 
     Connection m_connection;
-    Result m_row; // the current row's single-row result
+    Result m_batch; // the rows being read: a cursor's batch, or one row
+    int m_index = 0;
+    int m_count = 0;
+    bool m_fromCursor = false;
+    bool m_lastBatch = false; // a batch came short: the cursor has no more rows
+    int m_batchRows = 1024;
+    int m_rowsToCheck = 0; // rows left before the next look at the clock
     std::vector<Kind> m_kinds;
     mutable std::vector<QByteArray> m_fixed; // per column, the current row's adapted text
     std::chrono::steady_clock::time_point m_deadline = std::chrono::steady_clock::time_point::max();
