@@ -22,7 +22,7 @@ constexpr int pollPeriodMs = 50;
 // After a cancel the server answers at once; one that does not is treated as gone.
 constexpr auto cancelGrace = std::chrono::seconds(5);
 // A batch of rows holds about this much text; a few wide rows make small batches.
-constexpr qint64 batchBytes = 4 * 1024 * 1024;
+constexpr qint64 batchBytes = 256 * 1024;
 constexpr int minBatchRows = 16, maxBatchRows = 16384;
 
 // Type ids of the built-in types (pg_type.oid), fixed since PostgreSQL 7.
