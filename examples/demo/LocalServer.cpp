@@ -1,5 +1,6 @@
 #include "LocalServer.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QProcess>
@@ -184,6 +185,23 @@ bool LocalServer::restart()
     m_running = run({ m_bin + QStringLiteral("/pg_ctl"), QStringLiteral("-D"), m_dir->filePath(QStringLiteral("data")),
         QStringLiteral("-l"), m_dir->filePath(QStringLiteral("log")), QStringLiteral("-w"), QStringLiteral("-t"),
         QStringLiteral("60"), QStringLiteral("-o"), options, QStringLiteral("start") });
+    if (m_running) {
+        // Should this process end without its destructor (a crash, a test's time-out), a watcher
+        // stops the server: postgres outlives its starter otherwise.
+        const QString data = m_dir->filePath(QStringLiteral("data"));
+        QProcess watcher;
+        watcher.setProgram(QStringLiteral("sh"));
+        watcher.setArguments({ QStringLiteral("-c"),
+            QStringLiteral("while kill -0 %1 2>/dev/null; do sleep 1; done; "
+                           "[ -f \"$1/postmaster.pid\" ] && %2 \"$0\" -D \"$1\" -m immediate stop")
+                .arg(QCoreApplication::applicationPid())
+                .arg(m_runAs.isEmpty() ? QString() : QStringLiteral("runuser -u ") + m_runAs + QStringLiteral(" --")),
+            m_bin + QStringLiteral("/pg_ctl"), data });
+        watcher.setStandardInputFile(QProcess::nullDevice());
+        watcher.setStandardOutputFile(QProcess::nullDevice());
+        watcher.setStandardErrorFile(QProcess::nullDevice());
+        watcher.startDetached();
+    }
     return m_running;
 }
 

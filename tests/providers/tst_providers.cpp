@@ -285,6 +285,7 @@ private slots:
         QTest::newRow("no connection file") << "file" << 0 << "no existe origen de datos";
         QTest::newRow("server down") << "down" << FailureNumber::DatabaseError << "connection to server";
         QTest::newRow("server gone during a load") << "gone" << FailureNumber::DatabaseError << "connection";
+        QTest::newRow("Esc") << "escape" << FailureNumber::CommandError << "interrupted: the user cancelled the load";
         QTest::newRow("past the time limit") << "slow" << FailureNumber::CommandError << "interrupted: the query ran past its time limit of 1 s";
     }
     void serverFailuresAreReported()
@@ -299,7 +300,7 @@ private slots:
                            "pg_sleep(0.05) from generate_series(1, 100) g\""));
         writeText(slow, text);
         auto c = list<ctlListSingle>(QStringLiteral("postgres"),
-            what == QLatin1String("slow") || what == QLatin1String("gone") ? slow : conf(QStringLiteral("clientes.conf")),
+            what == QLatin1String("slow") || what == QLatin1String("gone") || what == QLatin1String("escape") ? slow : conf(QStringLiteral("clientes.conf")),
             what == QLatin1String("password") ? QStringLiteral("ladron") : QLatin1String(LocalServer::password),
             what == QLatin1String("slow") ? QStringLiteral("Command Timeout=1;") : QString());
         if (what == QLatin1String("file"))
@@ -315,6 +316,9 @@ private slots:
                                    "application_name = 'Brennvox10'"));
             });
             killer.start(300);
+        } else if (what == QLatin1String("escape")) {
+            c->show();
+            QTimer::singleShot(300, c.get(), [&] { QTest::keyClick(c.get(), Qt::Key_Escape); });
         }
         QElapsedTimer clock;
         clock.start();

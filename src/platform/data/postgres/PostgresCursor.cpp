@@ -268,7 +268,10 @@ bool PostgresCursor::takeBatch()
         for (int r = 0; r < m_count; ++r)
             for (int c = 0; c < columns; ++c)
                 bytes += PQgetlength(m_batch.get(), r, c) + 8;
-        m_batchRows = int(std::clamp<qint64>(qint64(m_count) * batchBytes / bytes, minBatchRows, maxBatchRows));
+        // Small at first, so that slow rows show soon and a line limit wastes little; then as many
+        // as fill the batch.
+        const qint64 fitting = qint64(m_count) * batchBytes / bytes;
+        m_batchRows = int(std::clamp<qint64>(std::min<qint64>(fitting, qint64(m_count) * 4), minBatchRows, maxBatchRows));
         requestBatch();
     }
     return m_count > 0;

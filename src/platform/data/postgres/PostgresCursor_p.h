@@ -68,7 +68,7 @@ private:
     int m_count = 0;
     bool m_fromCursor = false;
     bool m_lastBatch = false; // a batch came short: the cursor has no more rows
-    int m_batchRows = 1024;
+    int m_batchRows = 64;
     int m_rowsToCheck = 0; // rows left before the next look at the clock
     std::vector<Kind> m_kinds;
     mutable std::vector<QByteArray> m_fixed; // per column, the current row's adapted text
