@@ -6,6 +6,7 @@
 #include "common/XmlHelper.h"
 #include "support/FailureOf.h"
 #include "support/Fixtures.h"
+#include "support/Rows.h"
 
 #include <QStringEncoder>
 #include <QTemporaryDir>
@@ -86,11 +87,10 @@ private Q_SLOTS:
     // file's permissions.
     void setAttributeChangesOnlyThatValue_data()
     {
-        QTest::addColumn<QByteArray>("bom"); // the file is Definition, in UTF-16 after FF FE, else UTF-8
-        QTest::addColumn<QString>("attribute"); // of the root; the column's ColWidth becomes 30
-        QTest::addColumn<QString>("value");
-        QTest::addColumn<QByteArray>("meanwhile"); // another writer's file after the load; empty for none
-        QTest::addColumn<QByteArray>("expected"); // in UTF-8
+        // The file is Definition, in UTF-16 after a BOM FF FE, else UTF-8. The attribute is the root's; the
+        // column's ColWidth becomes 30. Meanwhile: another writer's file after the load. Expected: in UTF-8.
+        columns<QByteArray, QString, QString, QByteArray, QByteArray>(
+            "bom", "attribute", "value", "meanwhile", "expected");
         const auto edited = [](const char *from, const char *to) {
             return QByteArray(Definition).replace(from, to).replace("ColWidth=\"25\"", "ColWidth=\"30\"");
         };
@@ -154,11 +154,8 @@ private Q_SLOTS:
     void wholeNumbers_data()
     {
         using namespace FailureNumber;
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QString>("locale");
-        QTest::addColumn<int>("bits"); // 32 toLong, 16 toInteger
-        QTest::addColumn<qint64>("expected");
-        QTest::addColumn<int>("failure"); // 0 for none
+        // Bits: 32 for toLong, 16 for toInteger; failure 0 for none.
+        columns<QString, QString, int, qint64, int>("text", "locale", "bits", "expected", "failure");
         // clang-format off
         QTest::newRow("plain") << "1000" << "es_ES" << 32 << qint64(1000) << 0;
         QTest::newRow("blanks") << " 42 " << "en_US" << 32 << qint64(42) << 0;

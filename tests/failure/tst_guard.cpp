@@ -3,6 +3,7 @@
 
 #include "failure/Guard.h"
 #include "support/FailureOf.h"
+#include "support/Rows.h"
 #include "support/Scripted.h"
 
 #include <QtTest>
@@ -62,10 +63,8 @@ private Q_SLOTS:
 
     void answers_data()
     {
-        QTest::addColumn<Action>("middle");
-        QTest::addColumn<Answers>("answers"); // then 2 (leave); one report each
-        QTest::addColumn<QString>("trace");
-        QTest::addColumn<QString>("report"); // number, description, (source), control
+        // Answers, then 2 (leave), one report each: number, description, (source), control.
+        columns<Action, Answers, QString, QString>("middle", "answers", "trace", "report");
         const QString mismatched = QStringLiteral("13 Type mismatch (Test) ctlUnderTest");
         for (const qint16 leave : { 2, 3, -1, 7 })
             QTest::addRow("leave %d", leave) << mismatch() << Answers { leave } << "a b" << mismatched;
@@ -87,9 +86,7 @@ private Q_SLOTS:
 
     void answers()
     {
-        QFETCH(Action, middle);
-        QFETCH(Answers, answers);
-        QFETCH(QString, report);
+        const auto [middle, answers, report] = fetch<Action, Answers, QString>("middle", "answers", "report");
         auto log = scriptReporter();
         log->answers.assign(answers.begin(), answers.end());
         QTEST(runProcedure(middle), "trace");
@@ -104,8 +101,7 @@ private Q_SLOTS:
     void reporterFailuresReachTheCaller_data()
     {
         using namespace FailureNumber;
-        QTest::addColumn<ErrorReporterFactory>("factory");
-        QTest::addColumn<int>("number");
+        columns<ErrorReporterFactory, int>("factory", "number");
         QTest::newRow("factory fails") << ErrorReporterFactory([]() -> std::unique_ptr<ErrorReporter> {
             throw failureFor(CannotCreateObject, QStringLiteral("Registry"));
         }) << CannotCreateObject;

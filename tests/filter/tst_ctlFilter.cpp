@@ -2,17 +2,13 @@
 // SQLite file, choices made through the widgets, and the text that "Aceptar" hands over.
 
 #include "support/Fixtures.h"
+#include "support/Rows.h"
 #include "support/Scripted.h"
 
 #include <Brennvox10/Brennvox10.h>
 
-#include <QCheckBox>
-#include <QComboBox>
-#include <QDateEdit>
-#include <QFrame>
-#include <QTemporaryDir>
-#include <QToolButton>
 #include <QtTest>
+#include <QtWidgets>
 
 using namespace Brennvox10;
 using namespace Qt::StringLiterals;
@@ -193,9 +189,8 @@ private Q_SLOTS:
     // Field choices and clicks on the page's second check box change that page's inputs only.
     void pageFollowsChoices_data()
     {
-        QTest::addColumn<int>("page");
-        QTest::addColumn<Ints>("actions"); // on the page, see act()
-        QTest::addColumn<QString>("expected"); // the page's state afterwards; empty: unchanged
+        // Actions on the page (see act()), then the page's state afterwards; empty: unchanged.
+        columns<int, Ints, QString>("page", "actions", "expected");
         // Fecha chosen: both pickers show today over the boxes.
         const QString today
             = u"E0 hd'7||North' VE 2024-02-29@3240,600 | %1 hd'7||North' %2 2024-02-29@3240,900"_s;
@@ -225,9 +220,7 @@ private Q_SLOTS:
 
     void pageFollowsChoices()
     {
-        QFETCH(int, page);
-        QFETCH(Ints, actions);
-        QFETCH(QString, expected);
+        const auto [page, actions, expected] = fetch<int, Ints, QString>("page", "actions", "expected");
         auto f = makeFilter();
         const QString before = pageState(f.get(), page), other = pageState(f.get(), 3 - page);
         act(*f, page, actions);
@@ -237,11 +230,8 @@ private Q_SLOTS:
 
     void filterText_data()
     {
-        QTest::addColumn<Ints>("page1"); // actions, see act()
-        QTest::addColumn<Ints>("page2");
-        QTest::addColumn<Ints>("operators"); // conditions 1 to 4
-        QTest::addColumn<QStringList>("values"); // the text in each condition's box
-        QTest::addColumn<QString>("expected");
+        // Actions on each page (see act()), the operators of conditions 1 to 4 and the texts in their boxes.
+        columns<Ints, Ints, Ints, QStringList, QString>("page1", "page2", "operators", "values", "expected");
         const QString n = u"7||North"_s, s = u"9||South"_s, w = u"2||West"_s, e = u"9||East"_s;
         QTest::newRow("worked example one")
             << Ints { Zona } << Ints { Ruta, -1 } << Ints { 3, 0, 5, 1 } << QStringList { n, n, w, e }
@@ -261,11 +251,9 @@ private Q_SLOTS:
 
     void filterText()
     {
-        QFETCH(Ints, page1);
-        QFETCH(Ints, page2);
-        QFETCH(Ints, operators);
-        QFETCH(QStringList, values);
-        QFETCH(QString, expected);
+        const auto [page1, page2, operators, values, expected]
+            = fetch<Ints, Ints, Ints, QStringList, QString>(
+                "page1", "page2", "operators", "values", "expected");
         auto f = makeFilter();
         act(*f, 1, page1);
         act(*f, 2, page2);
@@ -312,12 +300,9 @@ private Q_SLOTS:
     void failuresAreReported_data()
     {
         using namespace FailureNumber;
-        QTest::addColumn<QString>("entries");
-        QTest::addColumn<Ints>("actions"); // on page 2, see act()
-        QTest::addColumn<QList<qint16>>("answers");
-        QTest::addColumn<QString>("page2"); // its state afterwards
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QList<qint32>>("numbers");
+        // Actions on page 2 (see act()), the answers to the reports, page 2's state afterwards.
+        columns<QString, Ints, QList<qint16>, QString, QString, QList<qint32>>(
+            "entries", "actions", "answers", "page2", "text", "numbers");
         // clang-format off
         QTest::newRow("bad query keeps the previous list") << Entries << Ints { Mala } << QList<qint16> { 2 }
             << zonas("Mala") << "Zona='7'  and Mala='7' " << QList<qint32> { CommandError };
@@ -342,9 +327,8 @@ private Q_SLOTS:
 
     void failuresAreReported()
     {
-        QFETCH(QString, entries);
-        QFETCH(Ints, actions);
-        QFETCH(QList<qint16>, answers);
+        const auto [entries, actions, answers]
+            = fetch<QString, Ints, QList<qint16>>("entries", "actions", "answers");
         reports->answers.assign(answers.begin(), answers.end());
         auto f = makeFilter(entries);
         act(*f, 2, actions);

@@ -3,22 +3,15 @@
 
 #include "support/FailureOf.h"
 #include "support/Fixtures.h"
+#include "support/Rows.h"
 #include "support/Scripted.h"
 
 #include "common/XmlHelper.h"
 
 #include <Brennvox10/Brennvox10.h>
 
-#include <QAbstractButton>
-#include <QComboBox>
-#include <QHeaderView>
-#include <QLabel>
-#include <QTabBar>
-#include <QTemporaryDir>
-#include <QTimer>
-#include <QToolButton>
-#include <QAbstractItemView>
 #include <QtTest>
+#include <QtWidgets>
 
 using namespace Brennvox10;
 
@@ -130,26 +123,19 @@ QStringList keys(const ListView &lv)
 }
 
 // Counts the paints a widget gets while a flag is up.
-class PaintCounter : public QObject {
-public:
-    PaintCounter(QWidget *widget, const bool &when, int &count)
-        : m_when(when)
-        , m_count(count)
+struct PaintCounter : QObject {
+    PaintCounter(QWidget *widget, const bool &when)
+        : when(when)
     {
         widget->installEventFilter(this);
     }
-
-protected:
     bool eventFilter(QObject *, QEvent *event) override
     {
-        if (event->type() == QEvent::Paint && m_when)
-            ++m_count;
+        count += event->type() == QEvent::Paint && when;
         return false;
     }
-
-private:
-    const bool &m_when;
-    int &m_count;
+    const bool &when;
+    int count = 0;
 };
 
 } // namespace
@@ -336,12 +322,8 @@ private Q_SLOTS:
 
     void tabChoiceRecordsReloadsAndIsRemembered_data()
     {
-        QTest::addColumn<int>("strip");
-        QTest::addColumn<int>("position");
-        QTest::addColumn<QString>("filter");
-        QTest::addColumn<QString>("value");
-        QTest::addColumn<QStringList>("keys");
-        QTest::addColumn<QList<qint32>>("numbers");
+        columns<int, int, QString, QString, QStringList, QList<qint32>>(
+            "strip", "position", "filter", "value", "keys", "numbers");
         // clang-format off
         QTest::newRow("year 2009") << 0 << 3 << "substr(fecha, 1, 4) like '2009'" << "2009"
             << QStringList { "T2", "T17" } << QList<qint32>();
@@ -355,12 +337,7 @@ private Q_SLOTS:
 
     void tabChoiceRecordsReloadsAndIsRemembered()
     {
-        QFETCH(int, strip);
-        QFETCH(int, position);
-        QFETCH(QString, filter);
-        QFETCH(QString, value);
-        QFETCH(QStringList, keys);
-        QFETCH(QList<qint32>, numbers);
+        const auto [strip, position, filter] = fetch<int, int, QString>("strip", "position", "filter");
         Setup setup; // with one more year, O'Mayo
         setup.tabs.replace(
             "from facturas order by 1", "from facturas union all select 'O''Mayo', 'x' order by 1");
@@ -377,10 +354,10 @@ private Q_SLOTS:
         ::strip(*c, strip)->selectTab(position);
         QCOMPARE(listQueries().size(), 1);
         QCOMPARE(c->lrTabFilter(qint16(strip)), filter);
-        QCOMPARE(c->lrTabFieldValue(qint16(strip)), value);
+        QTEST(c->lrTabFieldValue(qint16(strip)), "value");
         QCOMPARE(c->lrTabFilter(other), otherBefore);
-        QCOMPARE(::keys(*c->ActiveListView()), keys);
-        QCOMPARE(reports->numbers(), numbers);
+        QTEST(keys(*c->ActiveListView()), "keys");
+        QTEST(reports->numbers(), "numbers");
         // Showme again selects the remembered tab.
         c->Showme();
         QCOMPARE(listQueries().filter(filter).size(), 2);
@@ -395,9 +372,7 @@ private Q_SLOTS:
     // dialog, then a button or the close box; the list reloads once after "Aceptar" only.
     void filterDialogFromTheStatusStrip_data()
     {
-        QTest::addColumn<QString>("action");
-        QTest::addColumn<QStringList>("queries"); // list queries after the dialog
-        QTest::addColumn<int>("rows");
+        columns<QString, QStringList, int>("action", "queries", "rows"); // list queries after the dialog
         // clang-format off
         QTest::newRow("Aceptar") << "OKButton"
             << QStringList { DefaultQuery + " and (cliente<>'Eva'  and fecha<='2024-02-29' )" } << 2;
@@ -412,7 +387,6 @@ private Q_SLOTS:
     {
         QFETCH(QString, action);
         QFETCH(QStringList, queries);
-        QFETCH(int, rows);
         QPointer<ctlListRecord> list(makeList().release());
         list->Showme();
         if (action == QLatin1String("none"))
@@ -424,21 +398,20 @@ private Q_SLOTS:
                 return;
             seen << form->windowTitle();
             QWidget *f = form->ctlFilter1();
+            const auto box = [f](const char *name) { return f->findChild<QComboBox *>(QLatin1String(name)); };
             // Page 1: the client field, operator "Diferente", the second client Eva.
-            auto *field = f->findChild<QComboBox *>(QStringLiteral("Filtro1"));
-            QTest::keyClick(field, Qt::Key_Down);
-            QTest::keyClick(field, Qt::Key_Up);
+            QTest::keyClick(box("Filtro1"), Qt::Key_Down);
+            QTest::keyClick(box("Filtro1"), Qt::Key_Up);
             for (int i = 0; i < 5; ++i)
-                QTest::keyClick(f->findChild<QComboBox *>(QStringLiteral("Condicion1")), Qt::Key_Down);
-            QTest::keyClick(f->findChild<QComboBox *>(QStringLiteral("cmb1")), Qt::Key_Down);
+                QTest::keyClick(box("Condicion1"), Qt::Key_Down);
+            QTest::keyClick(box("cmb1"), Qt::Key_Down);
             // Page 2: the date field, up to today.
             auto *strip = f->findChild<TabStrip *>(QStringLiteral("TabStrip1"));
             QTest::mouseClick(strip->tabBar(), Qt::LeftButton, {}, strip->tabBar()->tabRect(1).center());
-            QTest::keyClick(f->findChild<QComboBox *>(QStringLiteral("Filtro2")), Qt::Key_Down);
-            auto *op = f->findChild<QComboBox *>(QStringLiteral("Condicion3"));
-            QTest::keyClick(op, Qt::Key_Down);
-            QTest::keyClick(op, Qt::Key_Down);
-            seen << f->findChild<QComboBox *>(QStringLiteral("cmb1"))->currentText();
+            QTest::keyClick(box("Filtro2"), Qt::Key_Down);
+            QTest::keyClick(box("Condicion3"), Qt::Key_Down);
+            QTest::keyClick(box("Condicion3"), Qt::Key_Down);
+            seen << box("cmb1")->currentText();
             if (action == QLatin1String("close"))
                 form->close();
             else if (action == QLatin1String("destroy"))
@@ -461,17 +434,15 @@ private Q_SLOTS:
         QVERIFY(!frmdlgFilter::loaded());
         QCOMPARE(reports->numbers(), QList<qint32>());
         QCOMPARE(listQueries(), QStringList { DefaultQuery } + queries);
-        QCOMPARE(list ? list->ActiveListView()->ListItems().Count() : -1, rows);
+        QTEST(list ? list->ActiveListView()->ListItems().Count() : -1, "rows");
         delete list.data();
     }
 
     void saveConfigWritesTheLimit_data()
     {
-        QTest::addColumn<QString>("answer");
-        QTest::addColumn<QString>("label"); // after "Limitar lineas a "
-        QTest::addColumn<int>("rows");
-        QTest::addColumn<QString>("saved");
-        QTest::addColumn<QByteArray>("meanwhile"); // another program's definition, written during the save
+        // The answer typed, the label after "Limitar lineas a ", the rows then shown, the limit saved,
+        // and another program's definition written during the save.
+        columns<QString, QString, int, QString, QByteArray>("answer", "label", "rows", "saved", "meanwhile");
         const QByteArray none;
         // clang-format off
         QTest::newRow("250") << "250" << "250" << 3 << "250" << none;
@@ -485,11 +456,8 @@ private Q_SLOTS:
 
     void saveConfigWritesTheLimit()
     {
-        QFETCH(QString, answer);
-        QFETCH(QString, label);
-        QFETCH(int, rows);
-        QFETCH(QString, saved);
-        QFETCH(QByteArray, meanwhile);
+        const auto [answer, label, saved, meanwhile]
+            = fetch<QString, QString, QString, QByteArray>("answer", "label", "saved", "meanwhile");
         auto c = makeList();
         files.emplace(dir.path(), QStringList { "facturas.conf" }); // the database still may not change
         c->Showme();
@@ -498,7 +466,7 @@ private Q_SLOTS:
         QTest::mouseClick(label1, Qt::LeftButton);
         QCOMPARE(ui->prompts, QStringList { "Ingrese nueva configuracion: " });
         QCOMPARE(label1->text(), "Limitar lineas a " + label);
-        QCOMPARE(c->ActiveListView()->ListItems().Count(), rows);
+        QTEST(c->ActiveListView()->ListItems().Count(), "rows");
         const QByteArray before = readBytes(confPath);
         if (!meanwhile.isEmpty())
             installXmlHelper(std::make_unique<ReplacingXmlHelper>(confPath, meanwhile));
@@ -513,9 +481,8 @@ private Q_SLOTS:
 
     void layoutFollowsTheControlSize_data()
     {
-        QTest::addColumn<QSizeF>("size");
-        // The list, the upper and lower strips, the status strip, the command bar.
-        QTest::addColumn<QList<QRectF>>("rects");
+        // The rects: the list, the upper and lower strips, the status strip, the command bar.
+        columns<QSizeF, QList<QRectF>>("size", "rects");
         using R = QRectF;
         // clang-format off
         QTest::newRow("design") << QSizeF(8190, 5925) << QList<QRectF> { R(100, 335, 6605, 4225),
@@ -529,8 +496,7 @@ private Q_SLOTS:
 
     void layoutFollowsTheControlSize()
     {
-        QFETCH(QSizeF, size);
-        QFETCH(QList<QRectF>, rects);
+        const auto [size, rects] = fetch<QSizeF, QList<QRectF>>("size", "rects");
         auto c = makeList();
         setTwipsSize(c.get(), float(size.width()), float(size.height()));
         QList<QRectF> shown;
@@ -640,9 +606,7 @@ private Q_SLOTS:
 
     void longLoadsRepaintAndStop_data()
     {
-        QTest::addColumn<QString>("connection");
-        QTest::addColumn<bool>("escape");
-        QTest::addColumn<QString>("reported");
+        columns<QString, bool, QString>("connection", "escape", "reported");
         QTest::newRow("Esc") << "Provider=SQLite;Data Source=" << true << "interrupted: the user cancelled the load";
         QTest::newRow("Command Timeout") << "Provider=SQLite;Command Timeout=0.6;Data Source=" << false
                                          << "interrupted: the query ran past its time limit of 0.6 s (Command Timeout)";
@@ -664,8 +628,7 @@ private Q_SLOTS:
         c->show();
         QVERIFY(QTest::qWaitForWindowExposed(c.get()));
         bool loading = false;
-        int paintedWhileLoading = 0;
-        PaintCounter counter(c->ActiveListView()->itemView()->viewport(), loading, paintedWhileLoading);
+        PaintCounter painted(c->ActiveListView()->itemView()->viewport(), loading);
         QTimer::singleShot(400, c.get(), [&] {
             c->ActiveListView()->itemView()->viewport()->update();
             if (escape)
@@ -674,7 +637,7 @@ private Q_SLOTS:
         loading = true;
         c->Showme();
         loading = false;
-        QVERIFY(paintedWhileLoading > 0);
+        QVERIFY(painted.count > 0);
         QCOMPARE(reports->reports.size(), 1);
         QTEST(reports->reports.first().description, "reported");
         const int kept = c->ActiveListView()->ListItems().Count();

@@ -3,15 +3,15 @@
 
 #include "support/FailureOf.h"
 #include "support/Fixtures.h"
+#include "support/Rows.h"
 #include "support/Scripted.h"
 
 #include <Brennvox10/Brennvox10.h>
 
 #include <QAbstractButton>
+#include <QAbstractItemView>
 #include <QTemporaryDir>
 #include <QTimer>
-#include <QAbstractItemView>
-#include <QHeaderView>
 #include <QtTest>
 
 using namespace Brennvox10;
@@ -112,8 +112,7 @@ private Q_SLOTS:
 
     void layoutFollowsTheControlSize_data()
     {
-        QTest::addColumn<float>("height");
-        QTest::addColumn<QList<QRectF>>("rects"); // the list, the status strip, the command bar
+        columns<float, QList<QRectF>>("height", "rects"); // the list, the status strip, the command bar
         // clang-format off
         QTest::newRow("design size") << 5235.0f << QList<QRectF> { QRectF(100, 100, 6665, 4330),
             QRectF(0, 4430, 8250, 405), QRectF(6815, 195, 1335, 4620) };
@@ -125,12 +124,11 @@ private Q_SLOTS:
     void layoutFollowsTheControlSize()
     {
         QFETCH(float, height);
-        QFETCH(QList<QRectF>, rects);
         setTwipsSize(list.get(), 8250, height);
         QList<QRectF> shown;
         for (const char *name : { "ListView1", "Picture1", "ctlMenu1" })
             shown << twipsGeometry(list->findChild<QWidget *>(QLatin1String(name)));
-        QCOMPARE(shown, rects);
+        QTEST(shown, "rects");
         // Less than the status strip and 500 twips high leaves the list no room: reported, and only then.
         setTwipsSize(list.get(), 8250, 800);
         QCOMPARE(reports->numbers(), QList<qint32> { FailureNumber::InvalidPropertyValue });

@@ -6,6 +6,7 @@
 
 #include "platform/widgets/Twips.h"
 #include "support/FailureOf.h"
+#include "support/Rows.h"
 
 #include <QDir>
 #include <QIcon>
@@ -60,12 +61,11 @@ private Q_SLOTS:
     void buttons_data()
     {
         using FailureNumber::ControlArrayElementMissing;
-        QTest::addColumn<Ints>("hidden");
-        QTest::addColumn<Ints>("types"); // when empty, the hidden buttons are hidden one by one
-        QTest::addColumn<QString>("call"); // "index|caption|key"; index alone: no descriptor
-        QTest::addColumn<int>("failure"); // of the call
-        QTest::addColumn<Tops>("tops");
-        QTest::addColumn<QString>("face"); // of the called button; empty when the call must change nothing
+        // Types: when empty, the hidden buttons are hidden one by one. The call: "index|caption|key", index
+        // alone for no descriptor; its failure; face: the called button's, empty when the call must change
+        // nothing.
+        columns<Ints, Ints, QString, int, Tops, QString>(
+            "hidden", "types", "call", "failure", "tops", "face");
         const Tops withoutVoid { 0, 640, 1280, 1920, 1920, 3200, 2560 };
         const Tops moved { 0, 5000, 1280, 1920, 2560, 3200, 3840 }; // by hand, before the call
         const Ints no;
@@ -100,13 +100,9 @@ private Q_SLOTS:
 
     void buttons()
     {
-        QFETCH(Ints, hidden);
-        QFETCH(Ints, types);
-        QFETCH(QString, call);
+        auto [hidden, types, call, failure, tops, face] = fetch<Ints, Ints, QString, int, Tops, QString>(
+            "hidden", "types", "call", "failure", "tops", "face");
         const QStringList args = call.split(u'|');
-        QFETCH(int, failure);
-        QFETCH(Tops, tops);
-        QFETCH(QString, face);
         // The buttons' own state decides the stack, even when the host has disabled the whole bar.
         bar->setEnabled(false);
         clsButton b;

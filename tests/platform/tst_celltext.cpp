@@ -1,5 +1,7 @@
 // Cell texts as the user reads them: amounts, dates, plain numbers and booleans under two locales.
 
+#include "support/Rows.h"
+
 #include <Brennvox10/ListView.h>
 
 #include <QDate>
@@ -17,10 +19,7 @@ class tst_CellText : public QObject {
 private Q_SLOTS:
     void text_data()
     {
-        QTest::addColumn<QString>("locale");
-        QTest::addColumn<CellValue>("cell");
-        QTest::addColumn<QString>("expected");
-
+        columns<QString, CellValue, QString>("locale", "cell", "expected");
         const auto money = [](double v) { return CellValue::fromReal(v, Style::Money); };
         const auto moneyInteger = [](qint64 v) { return CellValue::fromInteger(v, Style::Money); };
         // 5 March 2008, at 14:30:15 when it has a time.
@@ -86,8 +85,7 @@ private Q_SLOTS:
 
     void text()
     {
-        QFETCH(QString, locale);
-        QFETCH(CellValue, cell);
+        const auto [locale, cell] = fetch<QString, CellValue>("locale", "cell");
         QTEST(cellText(cell, QLocale(locale)), "expected");
     }
 

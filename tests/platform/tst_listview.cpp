@@ -5,16 +5,16 @@
 #include "platform/memory/Prefault.h"
 #include "support/FailureOf.h"
 #include "support/Fixtures.h"
+#include "support/Rows.h"
 
 #include <Brennvox10/ListView.h>
 
 #include <QAbstractItemModelTester>
+#include <QAbstractItemView>
 #include <QHeaderView>
 #include <QRandomGenerator>
 #include <QSignalSpy>
 #include <QTest>
-#include <QAbstractItemView>
-#include <QHeaderView>
 
 #include <malloc.h>
 
@@ -131,8 +131,7 @@ private Q_SLOTS:
 
     void failures_data()
     {
-        QTest::addColumn<Action>("action");
-        QTest::addColumn<int>("number");
+        columns<Action, int>("action", "number");
         const auto row = [](const char *name, int n, Action a) { QTest::newRow(name) << a << n; };
 
         row("keys are case-sensitive", ElementNotFound, [](auto &l) { l.ListItems().Item("t1"); });
@@ -156,7 +155,7 @@ private Q_SLOTS:
             return [=](ListView &l) {
                 const ListItem old = l.ListItems().Item(2);
                 clear ? l.ListItems().Clear() : l.ListItems().Remove("T2");
-                clear ? fill(l, 0, { "uno", "dos" }) : void(l.ListItems().Add("T2", "dos"));
+                clear ? fill(l, 0, { "uno|1", "dos" }) : void(l.ListItems().Add("T2", "dos"));
                 use(old);
             };
         };
@@ -167,25 +166,50 @@ private Q_SLOTS:
         row("cleared: sub-item", ElementNotFound, stale(true, [](auto &i) { i.SubItems(1); }));
         row("cleared: set text", ElementNotFound, stale(true, [](auto &i) { i.setText({}); }));
         row("cleared: set sub-item", ElementNotFound, stale(true, [](auto &i) { i.setSubItems(1, ""); }));
+
+        static const QByteArray big(2 * 1024 * 1024, 'b');
+        // A view past what a row can hold; its bytes are never read.
+        const CellValue huge
+            = CellValue::fromText(QByteArrayView(big.constData(), (qsizetype(1) << 32) + 16));
+        const CellValue bigCell = CellValue::fromText(big);
+        // The next block of a megabyte or more is refused.
+        const auto starved = [](Action a) {
+            return Action([a](ListView &l) {
+                failNextBlockOf = 1024 * 1024;
+                a(l);
+            });
+        };
+        const auto oom = [&](const char *name, Action a) { row(name, OutOfMemory, a); };
+        oom("new row", starved([=](auto &l) { l.ListItems().Add(QByteArrayView("T3"), bigCell); }));
+        oom("newest row grows", starved([=](auto &l) { l.ListItems().Item(2).setSubItems(1, bigCell); }));
+        oom("older row rewritten", starved([=](auto &l) { l.ListItems().Item(1).setSubItems(1, bigCell); }));
+        oom("new row past 4 GiB", [=](auto &l) { l.ListItems().Add(QByteArrayView("T3"), huge); });
+        oom("newest row past 4 GiB", [=](auto &l) { l.ListItems().Item(2).setSubItems(1, huge); });
+        oom("older row past 4 GiB", [=](auto &l) { l.ListItems().Item(1).setText(huge); });
     }
 
     void failures()
     {
         QFETCH(Action, action);
         ListView list;
-        fill(list, 3, { "uno", "dos" });
-        QTEST(failureOf([&] { action(list); }).number(), "number");
-        // A refused call leaves rows and columns as they were.
-        expectRows(list, { "T1|uno||", "T2|dos||" });
+        fill(list, 3, { "uno|1", "dos" });
+        const int number = failureOf([&] { action(list); }).number();
+        failNextBlockOf = 0;
+        QTEST(number, "number");
+        // A refused call leaves rows and columns as they were, and the list goes on working.
+        expectRows(list, { "T1|uno|1|", "T2|dos||" });
+        const QByteArray big(3 * 1024 * 1024, 'c');
+        list.ListItems().Add("T3", "tres").setSubItems(1, CellValue::fromText(big));
+        QCOMPARE(list.ListItems().Item("T3").SubItems(1).size(), big.size());
+        list.ListItems().Clear();
+        fill(list, 0, { "new" });
+        expectRows(list, { "T1|new||" });
     }
 
     void sortOrder_data()
     {
         // Rows "text|amount" keyed T1…T4, then T5 "delta|300,00" added once sorted; the order as row numbers.
-        QTest::addColumn<QStringList>("rows");
-        QTest::addColumn<int>("sortKey");
-        QTest::addColumn<int>("sortOrder");
-        QTest::addColumn<QString>("order");
+        columns<QStringList, int, int, QString>("rows", "sortKey", "sortOrder", "order");
 
         const QStringList rows { "beta|200,00", "Alpha|1.000,00", "gamma|35,50", "alpha2|200,00" };
         QTest::newRow("amounts sort as text, ties keep their order") << rows << 1 << 0 << "21453";
@@ -197,11 +221,8 @@ private Q_SLOTS:
 
     void sortOrder()
     {
-        QFETCH(QStringList, rows);
-        QFETCH(int, sortKey);
-        QFETCH(int, sortOrder);
-        QFETCH(QString, order);
-
+        auto [rows, sortKey, sortOrder, order]
+            = fetch<QStringList, int, int, QString>("rows", "sortKey", "sortOrder", "order");
         ListView list;
         fill(list, 2, rows);
         list.setSorted(true);
@@ -438,12 +459,10 @@ private Q_SLOTS:
 
     void mouse_data()
     {
-        QTest::addColumn<int>("row"); // -1: the empty space below the rows
-        QTest::addColumn<Qt::MouseButton>("button");
-        QTest::addColumn<Qt::KeyboardModifiers>("modifiers");
-        // ItemClick notices, the Button and Shift codes MouseUp reports, then the DblClick notices a double
-        // click at the same place gives.
-        QTest::addColumn<QList<int>>("notices");
+        // The row (-1: the empty space below the rows), then as notices: ItemClick notices, the Button and
+        // Shift codes MouseUp reports, then the DblClick notices a double click at the same place gives.
+        columns<int, Qt::MouseButton, Qt::KeyboardModifiers, QList<int>>(
+            "row", "button", "modifiers", "notices");
 
         const Qt::KeyboardModifiers none, shiftCtrl(Qt::ShiftModifier | Qt::ControlModifier),
             ctrlAlt(Qt::ControlModifier | Qt::AltModifier);
@@ -457,10 +476,8 @@ private Q_SLOTS:
 
     void mouse()
     {
-        QFETCH(int, row);
-        QFETCH(Qt::MouseButton, button);
-        QFETCH(Qt::KeyboardModifiers, modifiers);
-
+        const auto [row, button, modifiers]
+            = fetch<int, Qt::MouseButton, Qt::KeyboardModifiers>("row", "button", "modifiers");
         ListView list;
         fill(list, 2, QStringList(5, "row"));
         QVERIFY(shown(list));
@@ -485,7 +502,7 @@ private Q_SLOTS:
             "notices");
     }
 
-    void memoryPerRow()
+    void memoryCost()
     {
 #ifdef __SANITIZE_ADDRESS__ // GCC and Clang both say so
         QSKIP("AddressSanitizer keeps its own heap, which mallinfo2 does not see: nothing to measure");
@@ -521,13 +538,7 @@ private Q_SLOTS:
         }
         // Everything goes back when the list goes.
         QVERIFY2(heapInUse() < before + 1024 * 1024, qPrintable(QString::number(heapInUse() - before)));
-    }
 
-    void bigCellsCostTheirSize()
-    {
-#ifdef __SANITIZE_ADDRESS__
-        QSKIP("AddressSanitizer keeps its own heap, which mallinfo2 does not see: nothing to measure");
-#endif
         // One row of 40 cells of 256 KB: it outgrows its chunk again and again, and must leave no copies.
         ListView list;
         list.ColumnHeaders().Add("id", "id", 100);
@@ -545,50 +556,9 @@ private Q_SLOTS:
         QCOMPARE(item.SubItems(40).size(), text.size());
     }
 
-    void outOfMemory_data()
-    {
-        QTest::addColumn<Action>("action");
-        static const QByteArray big(2 * 1024 * 1024, 'b');
-        // A view past what a row can hold; its bytes are never read.
-        const CellValue huge = CellValue::fromText(QByteArrayView(big.constData(), (qsizetype(1) << 32) + 16));
-        const CellValue bigCell = CellValue::fromText(big);
-        // The next block of a megabyte or more is refused.
-        const auto starved = [](Action a) {
-            return Action([a](ListView &l) {
-                failNextBlockOf = 1024 * 1024;
-                a(l);
-            });
-        };
-        QTest::newRow("new row") << starved([=](auto &l) { l.ListItems().Add(QByteArrayView("T3"), bigCell); });
-        QTest::newRow("newest row grows") << starved([=](auto &l) { l.ListItems().Item(2).setSubItems(1, bigCell); });
-        QTest::newRow("older row rewritten") << starved([=](auto &l) { l.ListItems().Item(1).setSubItems(1, bigCell); });
-        QTest::newRow("new row past 4 GiB") << Action([=](auto &l) { l.ListItems().Add(QByteArrayView("T3"), huge); });
-        QTest::newRow("newest row past 4 GiB") << Action([=](auto &l) { l.ListItems().Item(2).setSubItems(1, huge); });
-        QTest::newRow("older row past 4 GiB") << Action([=](auto &l) { l.ListItems().Item(1).setText(huge); });
-    }
-
-    void outOfMemory()
-    {
-        QFETCH(Action, action);
-        ListView list;
-        fill(list, 2, { "uno|1", "dos" });
-        const int number = failureOf([&] { action(list); }).number();
-        failNextBlockOf = 0;
-        QCOMPARE(number, OutOfMemory);
-        // The list is as it was, and goes on working.
-        expectRows(list, { "T1|uno|1", "T2|dos|" });
-        const QByteArray big(3 * 1024 * 1024, 'c');
-        list.ListItems().Add("T3", "tres").setSubItems(1, CellValue::fromText(big));
-        QCOMPARE(list.ListItems().Item("T3").SubItems(1).size(), big.size());
-        list.ListItems().Clear();
-        fill(list, 0, { "new" });
-        expectRows(list, { "T1|new|" });
-    }
-
     void longTextIsCutWhereShown_data()
     {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QString>("cut");
+        columns<QString, QString>("text", "cut");
         const QString ellipsis(QChar(0x2026)), y(4096, QLatin1Char('y')), emoji = QString::fromUtf8("\xF0\x9F\x98\x80");
         QTest::newRow("all a cell shows") << y << y;
         QTest::newRow("one more") << y + "z" << y + ellipsis;
@@ -601,11 +571,10 @@ private Q_SLOTS:
     void longTextIsCutWhereShown()
     {
         QFETCH(QString, text);
-        QFETCH(QString, cut);
         ListView list;
         fill(list, 2, { "uno|" + text });
         QVERIFY(shown(list));
-        QCOMPARE(list.itemView()->model()->index(0, 1).data().toString(), cut);
+        QTEST(list.itemView()->model()->index(0, 1).data().toString(), "cut");
         QCOMPARE(list.ListItems().Item(1).SubItems(1), text);
         list.itemView()->viewport()->repaint();
     }

@@ -2,6 +2,7 @@
 // selectTab, never while the strip is filled or emptied; and keyed tabs refused as hosts know.
 
 #include "support/FailureOf.h"
+#include "support/Rows.h"
 
 #include <Brennvox10/TabStrip.h>
 
@@ -25,11 +26,8 @@ private Q_SLOTS:
         // The strip gets tabs i1…i3 while shown. Steps: "c<n>" clicks tab n, "r"/"l" press an arrow key,
         // "s<n>" calls selectTab(n), "x" clears and refills the strip, "e" adds a tab without a key.
         // Steps that must fail: "o<n>" selectTab(n), "p<n>" Item(n), "k<key>" Item(key), "a<key>" Add(key).
-        QTest::addColumn<QString>("steps");
-        QTest::addColumn<QString>("seen"); // the selected tab as each Click handler sees it
-        QTest::addColumn<int>("selected");
-        QTest::addColumn<int>("count");
-
+        // Seen: the selected tab as each Click handler sees it.
+        columns<QString, QString, int, int>("steps", "seen", "selected", "count");
         // clang-format off
         QTest::newRow("clicks on the selected tab are no change") << "c1 c2 c3 c3 c1" << "2 3 1" << 1 << 3;
         QTest::newRow("keyboard, also past the last tab") << "r r r l" << "2 3 2" << 2 << 3;

@@ -2,11 +2,13 @@
 // registry shared with other components, and the unload count. (brennvox10-container drives the
 // whole path from dlopen on; see tools/container.)
 
+#include "support/Fixtures.h"
+#include "support/Rows.h"
+
 #include <Brennvox10/Brennvox10.h>
 #include <Brennvox10/Component.h>
 
 #include <QAbstractButton>
-#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -31,12 +33,6 @@ Dispatch *create(const QUuid &clsid, ClassFactory **factoryOut = nullptr)
     return static_cast<Dispatch *>(object);
 }
 
-QByteArray read(const QString &path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
-
 } // namespace
 
 class tst_Component : public QObject {
@@ -45,12 +41,8 @@ class tst_Component : public QObject {
 private Q_SLOTS:
     void dispatchFailures_data()
     {
-        QTest::addColumn<QUuid>("clsid");
-        QTest::addColumn<int>("dispid");
-        QTest::addColumn<int>("flags");
-        QTest::addColumn<QVariantList>("args");
-        QTest::addColumn<int>("result");
-        QTest::addColumn<int>("number");
+        columns<QUuid, int, int, QVariantList, int, int>(
+            "clsid", "dispid", "flags", "args", "result", "number");
         QTest::newRow("the other list's HideButton id") << ListSingle << 0x6003002b << 1 << QVariantList { 2 }
                                                         << MemberNotFound << 438;
         QTest::newRow("a member without its argument") << ListRecord << 0x60030017 << 1 << QVariantList {}
@@ -63,18 +55,14 @@ private Q_SLOTS:
 
     void dispatchFailures()
     {
-        QFETCH(QUuid, clsid);
-        QFETCH(int, dispid);
-        QFETCH(int, flags);
-        QFETCH(QVariantList, args);
-        QFETCH(int, result);
-        QFETCH(int, number);
+        auto [clsid, dispid, flags, args]
+            = fetch<QUuid, int, int, QVariantList>("clsid", "dispid", "flags", "args");
         Dispatch *object = create(clsid);
         QVERIFY(object);
         ExceptionInfo error;
         QVariant value;
-        QCOMPARE(object->Invoke(dispid, quint16(flags), args, &value, &error), result);
-        QCOMPARE(error.number, number);
+        QTEST(object->Invoke(dispid, quint16(flags), args, &value, &error), "result");
+        QTEST(error.number, "number");
         object->Release();
     }
 
@@ -103,18 +91,16 @@ private Q_SLOTS:
         QDir().mkpath(QFileInfo(file).absolutePath());
         const QByteArray other = "REGEDIT4\r\n\r\n; another component\r\n[HKEY_CLASSES_ROOT\\Other.Thing\\CLSID]\r\n"
                                  "@=\"{00000000-0000-0000-0000-000000000001}\"\r\n";
-        QFile f(file);
-        QVERIFY(f.open(QIODevice::WriteOnly) && f.write(other) == other.size());
-        f.close();
+        writeBytes(file, other);
         QCOMPARE(DllRegisterServer(), Ok);
         QCOMPARE(DllRegisterServer(), Ok);
-        const QByteArray registered = read(file);
+        const QByteArray registered = readBytes(file);
         QVERIFY(registered.startsWith(other));
         QCOMPARE(registered.count("[HKEY_CLASSES_ROOT\\Brennvox10.ctlMenu\\CLSID]"), 1);
         QCOMPARE(DllUnregisterServer(), Ok);
-        QCOMPARE(read(file), other);
+        QCOMPARE(readBytes(file), other);
         QCOMPARE(DllUnregisterServer(), Ok); // nothing of ours left: harmless
-        QCOMPARE(read(file), other);
+        QCOMPARE(readBytes(file), other);
     }
 
     void unloadWaitsForObjectsAndLocks()

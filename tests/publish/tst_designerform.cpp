@@ -35,7 +35,6 @@ private Q_SLOTS:
         QWidget form;
         Ui::HostForm ui;
         ui.setupUi(&form);
-        QCOMPARE(ui.ctlListRecord1->objectName(), QStringLiteral("ctlListRecord1"));
         ui.ctlListRecord1->lrConnectionString(QStringLiteral("Provider=SQLite;Data Source="));
         ui.ctlListRecord1->lrDataSource(db);
         ui.ctlListRecord1->lrConfigFileName(conf);

@@ -46,16 +46,13 @@ private Q_SLOTS:
     {
 #ifdef BV_DESIGNER_PLUGIN
         QFETCH(QString, name);
-        QFETCH(QString, header);
         QCOMPARE(widgets.size(), 4);
         QDesignerCustomWidgetInterface *w = widgets.value(name);
         QVERIFY(w);
         QCOMPARE(w->group(), QStringLiteral("Brennvox10"));
-        QCOMPARE(w->includeFile(), header);
+        QTEST(w->includeFile(), "header");
         QVERIFY(!w->isContainer());
-        const QPixmap icon = w->icon().pixmap(16, 15);
-        QVERIFY(!icon.isNull());
-        QCOMPARE(icon.size(), QSize(16, 15));
+        QCOMPARE(w->icon().pixmap(16, 15).size(), QSize(16, 15)); // a null picture has none
 
         // Designer places what domXml describes: a widget of this very class, with a usable size.
         QDomDocument dom;

@@ -3,6 +3,7 @@
 // pictures.
 
 #include "support/Fixtures.h"
+#include "support/Rows.h"
 
 #include <Brennvox10/Brennvox10.h>
 
@@ -12,18 +13,9 @@
 
 namespace {
 
-const QStringList Table = {
-    "FixedFileVersion: 1.0.0.1",
-    "FixedProductVersion: 1.0.0.1",
-    "Language: 0x0409",
-    "CodePage: 0x04b0",
-    "ProductName: Brennvox10",
-    "FileVersion: 1.00.0001",
-    "ProductVersion: 1.00.0001",
-    "InternalName: Brennvox10",
-    "OriginalFilename: Brennvox10.ocx",
-    "OLESelfRegister: ",
-};
+const QStringList Table = { "FixedFileVersion: 1.0.0.1", "FixedProductVersion: 1.0.0.1", "Language: 0x0409",
+    "CodePage: 0x04b0", "ProductName: Brennvox10", "FileVersion: 1.00.0001", "ProductVersion: 1.00.0001",
+    "InternalName: Brennvox10", "OriginalFilename: Brennvox10.ocx", "OLESelfRegister: " };
 
 struct Run {
     int exitCode;
@@ -59,8 +51,7 @@ private Q_SLOTS:
 
     void damagedFiles_data()
     {
-        QTest::addColumn<QByteArray>("bytes");
-        QTest::addColumn<QString>("message");
+        columns<QByteArray, QString>("bytes", "message");
         const QByteArray library = readBytes(QStringLiteral(BV_LIBRARY_FILE));
         QByteArray badMagic = library;
         for (qsizetype at = 0; (at = badMagic.indexOf("BVXVERS1", at)) >= 0;)
@@ -75,8 +66,7 @@ private Q_SLOTS:
 
     void damagedFiles()
     {
-        QFETCH(QByteArray, bytes);
-        QFETCH(QString, message);
+        const auto [bytes, message] = fetch<QByteArray, QString>("bytes", "message");
         const Run r = info(writeBytes(dir.filePath(QStringLiteral("file.so")), bytes));
         QCOMPARE(r.exitCode, 1);
         QCOMPARE(r.out, QStringList());
@@ -85,16 +75,14 @@ private Q_SLOTS:
 
     void toolboxPictures_data()
     {
-        QTest::addColumn<int>("id");
-        QTest::addColumn<bool>("exists");
+        columns<int, bool>("id", "exists");
         for (int id : { 29999, 30000, 30001, 30002, 30003, 30004, 0 })
             QTest::addRow("%d", id) << id << (id >= 30000 && id <= 30003);
     }
 
     void toolboxPictures()
     {
-        QFETCH(int, id);
-        QFETCH(bool, exists);
+        const auto [id, exists] = fetch<int, bool>("id", "exists");
         const QPixmap picture = Brennvox10::toolboxPicture(id);
         QCOMPARE(picture.isNull(), !exists);
         if (!exists)
