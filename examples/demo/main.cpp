@@ -7,7 +7,7 @@
 // event for every command), whose commands only appear in the status bar. The window is HostWindow.
 //
 //   brennvox10-demo [--db PATH] [--conf PATH] [--clients-conf PATH] [--tab facturas|clientes]
-//                   [--rows N] [--provider sqlite|postgres]
+//                   [--rows N] [--provider sqlite|postgres|jet]
 //                   [--screenshot FILE] [--filter-screenshots PREFIX] [--print-pdf FILE]
 //
 // Without --db and the definition options it opens the sample database and definitions beside the
@@ -19,7 +19,10 @@
 // dialog as PREFIX-1.png and PREFIX-2.png. --print-pdf prints the invoices as listed into FILE and
 // exits, as --screenshot does. --provider postgres starts a PostgreSQL server of its own in a
 // temporary folder, copies the SQLite database into it, shows the lists from there (read-only: the
-// host edits only its SQLite sample) and stops the server when the window closes.
+// host edits only its SQLite sample) and stops the server when the window closes. A .mdb file given
+// with --db (or --provider jet) is read as a Jet file; its password comes from the environment
+// variable BRENNVOX10_JET_PASSWORD, and the definitions given with --conf and --clients-conf must
+// name its tables.
 
 #include "HostWindow.h"
 #include "LocalServer.h"
@@ -177,7 +180,8 @@ int main(int argc, char **argv)
         QStringLiteral("Render offscreen, print the invoices as listed into FILE and exit."),
         QStringLiteral("FILE"));
     QCommandLineOption providerOption(QStringLiteral("provider"),
-        QStringLiteral("sqlite (the default) or postgres: a server of its own, with the database copied in."),
+        QStringLiteral("sqlite (the default), postgres (a server of its own, with the database copied in) or jet "
+                       "(a Jet .mdb file given with --db; chosen by itself for a .mdb file)."),
         QStringLiteral("NAME"), QStringLiteral("sqlite"));
     parser.addOptions({ dbOption, confOption, clientsOption, tabOption, rowsOption, providerOption, shotOption,
         filterShotOption, pdfOption });
@@ -208,7 +212,9 @@ int main(int argc, char **argv)
         options.conf = sample.conf;
     }
 
-    const QString provider = parser.value(providerOption).toLower();
+    QString provider = parser.value(providerOption).toLower();
+    if (!parser.isSet(providerOption) && options.db.endsWith(QLatin1String(".mdb"), Qt::CaseInsensitive))
+        provider = QStringLiteral("jet");
     LocalServer server;
     if (provider == QLatin1String("postgres") || provider == QLatin1String("postgresql")) {
         QElapsedTimer clock;
@@ -224,8 +230,11 @@ int main(int argc, char **argv)
             qPrintable(server.folder()), static_cast<long long>(clock.elapsed()), qPrintable(options.db));
         std::fflush(stdout);
         quitOnSignals(&app);
+    } else if (provider == QLatin1String("jet")) {
+        options.connection = QStringLiteral("Provider=Microsoft.Jet.OLEDB.4.0;Data Source=");
+        options.password = qEnvironmentVariable("BRENNVOX10_JET_PASSWORD");
     } else if (provider != QLatin1String("sqlite")) {
-        std::fprintf(stderr, "brennvox10-demo: --provider is sqlite or postgres\n");
+        std::fprintf(stderr, "brennvox10-demo: --provider is sqlite, postgres or jet\n");
         return 2;
     }
 

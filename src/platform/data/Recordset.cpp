@@ -1,6 +1,7 @@
 #include "Recordset.h"
 
 #include "Cursor_p.h"
+#include "jet/JetImage.h"
 #include "postgres/PostgresCursor_p.h"
 #include "sqlite/SqliteCursor_p.h"
 
@@ -228,10 +229,14 @@ std::unique_ptr<Cursor> openCursor(const ConnectionText &connection, const QStri
 {
     const QString provider = connection.provider();
     if (provider == u"sqlite")
-        return sqlite::SqliteCursor::open(connection, sql);
+        return sqlite::SqliteCursor::open(connection, sql, &notifyObserver);
     if (provider == u"postgresql") {
         return postgres::PostgresCursor::open(connection, sql, &notifyObserver);
     }
+    // Jet files: the tables the text names, copied once into an SQLite image that the text runs on.
+    if (provider == u"microsoft.jet.oledb.4.0" || provider == u"microsoft.jet.oledb.3.51")
+        return sqlite::SqliteCursor::openImage(
+            jet::imageFor(connection.dataSource(), connection.password(), sql), connection, sql, &notifyObserver);
     fail(FailureNumber::ProviderNotFound);
 }
 

@@ -1,4 +1,5 @@
 #include "SqliteCursor_p.h"
+#include "JetSql.h"
 #include "platform/services/BusyCursor.h"
 
 #include <QDir>
@@ -201,7 +202,8 @@ int SqliteCursor::onProgress()
     return m_cancelled || m_late ? 1 : 0;
 }
 
-std::unique_ptr<SqliteCursor> SqliteCursor::open(const ConnectionText &connection, const QString &sql)
+std::unique_ptr<SqliteCursor> SqliteCursor::open(
+    const ConnectionText &connection, const QString &sql, void (*showAdapted)(const QString &))
 {
     const QString path = connection.dataSource();
     // An empty name would make SQLite open a private temporary database.
@@ -225,14 +227,51 @@ std::unique_ptr<SqliteCursor> SqliteCursor::open(const ConnectionText &connectio
     cursor->m_db.reset(db);
     if (rc != SQLITE_OK)
         fail(db, rc);
-    configure(db, cursor.get());
+    cursor->prepare(sql, showAdapted);
+    return cursor;
+}
 
-    const QByteArray text = sql.toUtf8();
+std::unique_ptr<SqliteCursor> SqliteCursor::openImage(std::shared_ptr<const QByteArray> image,
+    const ConnectionText &connection, const QString &sql, void (*showAdapted)(const QString &))
+{
+    std::unique_ptr<SqliteCursor> cursor(new SqliteCursor);
+    cursor->m_limit = commandTimeLimit(connection);
+    if (cursor->m_limit.count() > 0)
+        cursor->m_deadline = std::chrono::steady_clock::now() + cursor->m_limit;
+    cursor->m_image = std::move(image);
+    sqlite3 *db = nullptr;
+    const int rc = sqlite3_open_v2(":memory:", &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
+    cursor->m_db.reset(db);
+    if (rc != SQLITE_OK)
+        fail(db, rc);
+    // Read in place: SQLite neither copies nor frees the bytes, and refuses to change them.
+    const QByteArray &bytes = *cursor->m_image;
+    if (!bytes.isEmpty()) {
+        auto *data = reinterpret_cast<unsigned char *>(const_cast<char *>(bytes.constData()));
+        const int loaded = sqlite3_deserialize(db, "main", data, bytes.size(), bytes.size(), SQLITE_DESERIALIZE_READONLY);
+        if (loaded != SQLITE_OK)
+            fail(db, loaded);
+    }
+    cursor->prepare(sql, showAdapted);
+    return cursor;
+}
+
+void SqliteCursor::prepare(const QString &sql, void (*showAdapted)(const QString &))
+{
+    sqlite3 *db = m_db.get();
+    configure(db, this);
+    // List definitions are written for Jet; its functions and literals are made SQLite's here.
+    registerJetFunctions(db);
+    const QString adapted = adaptJetSql(sql);
+    if (adapted != sql && showAdapted)
+        showAdapted(adapted);
+
+    const QByteArray text = adapted.toUtf8();
     sqlite3_stmt *statement = nullptr;
     const char *tail = nullptr;
     // The size includes the terminating zero, which spares SQLite a copy.
     const int prepared = sqlite3_prepare_v2(db, text.constData(), int(text.size()) + 1, &statement, &tail);
-    cursor->m_statement.reset(statement);
+    m_statement.reset(statement);
     if (prepared != SQLITE_OK)
         fail(db, prepared);
     if (!statement)
@@ -243,13 +282,12 @@ std::unique_ptr<SqliteCursor> SqliteCursor::open(const ConnectionText &connectio
         refuse(QStringLiteral("the statement would write to the database"));
 
     const int count = sqlite3_column_count(statement);
-    cursor->columns.resize(count);
+    columns.resize(count);
     for (int i = 0; i < count; ++i) {
-        ColumnInfo &column = cursor->columns[i];
+        ColumnInfo &column = columns[i];
         column.name = QString::fromUtf8(sqlite3_column_name(statement, i));
         column.declaredType = adoTypeForDeclared(QByteArrayView(sqlite3_column_decltype(statement, i)));
     }
-    return cursor;
 }
 
 bool SqliteCursor::next()

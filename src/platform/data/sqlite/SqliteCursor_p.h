@@ -19,9 +19,15 @@ using Statement = std::unique_ptr<sqlite3_stmt, StatementFinalizer>;
 
 class SqliteCursor final : public Cursor {
 public:
-    // Opens the connection's data source read-only and prepares sql; Failure when the file cannot
-    // be opened or sql is not exactly one statement that only reads.
-    static std::unique_ptr<SqliteCursor> open(const ConnectionText &connection, const QString &sql);
+    // Opens the connection's data source read-only and prepares sql, adapted from Jet's dialect
+    // (JetSql.h); Failure when the file cannot be opened or sql is not exactly one statement that
+    // only reads. showAdapted, when given, sees the text prepared when it differs from sql.
+    static std::unique_ptr<SqliteCursor> open(
+        const ConnectionText &connection, const QString &sql, void (*showAdapted)(const QString &) = nullptr);
+    // The same over a serialized database held in memory (another provider's tables), read in place
+    // and read-only; the cursor keeps the image alive.
+    static std::unique_ptr<SqliteCursor> openImage(std::shared_ptr<const QByteArray> image,
+        const ConnectionText &connection, const QString &sql, void (*showAdapted)(const QString &) = nullptr);
 
     bool next() override;
 
@@ -54,8 +60,12 @@ public:
 private:
     SqliteCursor() = default;
     int onProgress();
+    // Configures the open connection and prepares sql, in SQLite's words, on it.
+    void prepare(const QString &sql, void (*showAdapted)(const QString &));
 
-    // The statement is finalized before its connection closes (members die in reverse order).
+    // The statement is finalized before its connection closes, and the connection before the image
+    // it reads (members die in reverse order).
+    std::shared_ptr<const QByteArray> m_image;
     Connection m_db;
     Statement m_statement;
     // The whole recordset, from its open to its last row, has one time budget.

@@ -1,0 +1,148 @@
+// Jet files as shops have them, written by the Jet engine itself: the lists they give, their
+// passwords, the Jet SQL their definitions use, and brennvox10-import's copy giving the same rows.
+// The files are copies, checked unchanged at the end.
+
+#include "support/Fixtures.h"
+#include "support/Scripted.h"
+
+#include <Brennvox10/Brennvox10.h>
+
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QtTest>
+
+using namespace Brennvox10;
+
+namespace {
+
+const QString Jet = QStringLiteral("Provider=Microsoft.Jet.OLEDB.4.0;Data Source=");
+
+// A list over source with the given columns (the first is the key), no tabs of its own.
+QString definition(const QString &source, const QStringList &columns)
+{
+    QString cols;
+    for (const QString &c : columns)
+        cols += QStringLiteral("<Column ColWidth=\"10\" ColCaption=\"%1\" ColAligment=\"0\" ColFieldname=\"%1\"/>").arg(c);
+    const QString tab = QStringLiteral("tabSQLSource=\"select 1, 'x' where 1 = 0\" tabFieldname=\"1\" tabDefFunc=\"1\" "
+                                       "tabDefValue=\"1\" tabDefCaption=\"Todos\"");
+    return QStringLiteral("<lrfmt Caption=\"Jet\" Key=\"%1\" ListSQLSource=\"%2\" ListMaxLineas=\"100\"><Columns>%3</Columns>"
+                          "<Tabs><Tab tabID=\"0\" %4/><Tab tabID=\"1\" %4/></Tabs><Filters/></lrfmt>")
+        .arg(columns.first(), source.toHtmlEscaped(), cols, tab);
+}
+
+} // namespace
+
+class tst_jet : public QObject {
+    Q_OBJECT
+
+    QTemporaryDir files; // the user's files: copies of the fixtures
+    QTemporaryDir scratch;
+    std::unique_ptr<UnchangedFiles> unchanged;
+    std::shared_ptr<ReporterLog> reports;
+
+    QStringList rows(const QString &connection, const QString &file, const QString &password, const QString &def)
+    {
+        const QString conf = scratch.filePath(QStringLiteral("list.conf"));
+        writeText(conf, def);
+        ctlListRecord list;
+        list.lrConnectionString(connection);
+        list.lrDataSource(file);
+        list.lrPassword(password);
+        list.lrConfigFileName(conf);
+        list.Showme();
+        return rowTexts(*list.ActiveListView());
+    }
+
+private slots:
+    void initTestCase()
+    {
+        reports = scriptReporter();
+        scriptServices();
+        for (const QString &name : QDir(QStringLiteral(JET_FIXTURES)).entryList({ QStringLiteral("*.mdb") }))
+            QVERIFY(QFile::copy(QStringLiteral(JET_FIXTURES "/") + name, files.filePath(name)));
+        unchanged = std::make_unique<UnchangedFiles>(files.path());
+    }
+    void cleanupTestCase() { QVERIFY2(unchanged->intact(), qPrintable(unchanged->changes())); }
+    void init()
+    {
+        reports->reports.clear();
+        QLocale::setDefault(QLocale::c());
+    }
+
+    void typesShowAsOnEveryProvider_data()
+    {
+        QTest::addColumn<QString>("file");
+        QTest::addColumn<QString>("locale");
+        QTest::addColumn<QStringList>("expected");
+        const QStringList c = { "Tabcdefg|abcdefg|3.50|21/09/1974|True|444.555|2|222|333333333",
+            "Ta|a|0.00|12/12/1981|False|0|0|0|0" };
+        const QStringList es = { "Tabcdefg|abcdefg|3,50|21/09/1974|Verdadero|444,555|2|222|333333333",
+            "Ta|a|0,00|12/12/1981|Falso|0|0|0|0" };
+        QTest::newRow("Jet 4") << "jet4-types.mdb" << "C" << c;
+        QTest::newRow("Jet 4, Spanish") << "jet4-types.mdb" << "es_ES" << es;
+        QTest::newRow("Jet 3") << "jet3-types.mdb" << "C" << c;
+    }
+    void typesShowAsOnEveryProvider()
+    {
+        QFETCH(QString, file);
+        QFETCH(QString, locale);
+        QLocale::setDefault(QLocale(locale));
+        const QStringList shown = rows(Jet, files.filePath(file), QString(),
+            definition(QStringLiteral("select * from Table1 order by A desc"), { "A", "H", "G", "I", "F", "C", "D", "E" }));
+        QCOMPARE(reports->described().join(QLatin1Char('\n')), QString());
+        QTEST(shown, "expected");
+    }
+
+    void passwords_data()
+    {
+        QTest::addColumn<QString>("file");
+        QTest::addColumn<QString>("password");
+        QTest::addColumn<int>("rows");
+        QTest::addColumn<QString>("reported");
+        QTest::newRow("right") << "jet4-password.mdb" << "password" << 3 << "";
+        QTest::newRow("wrong") << "jet4-password.mdb" << "Password" << 0 << "Not a valid password.";
+        QTest::newRow("missing") << "jet4-password.mdb" << "" << 0 << "Not a valid password.";
+        QTest::newRow("none needed, one given") << "jet4-no-password.mdb" << "password" << 3 << "";
+        QTest::newRow("no table") << "jet4-empty.mdb" << "" << 0 << "no such table: Table1";
+        QTest::newRow("not a Jet file") << "../list.conf" << "" << 0 << "Unrecognized database format";
+    }
+    void passwords()
+    {
+        QFETCH(QString, file);
+        QFETCH(QString, password);
+        QFETCH(QString, reported);
+        const QString path = file.startsWith(QLatin1String("..")) ? scratch.filePath(QStringLiteral("list.conf")) : files.filePath(file);
+        const QStringList shown
+            = rows(Jet, path, password, definition(QStringLiteral("select * from Table1"), { "ID", "Data" }));
+        QTEST(int(shown.size()), "rows");
+        if (reported.isEmpty()) {
+            QCOMPARE(reports->described().join(QLatin1Char('\n')), QString());
+            QCOMPARE(shown.first(), QStringLiteral("T1|1|One"));
+        } else {
+            // The tab queries meet it first, as they would an SQLite file that cannot be opened.
+            QVERIFY2(reports->reports.value(0).description.contains(reported), qPrintable(reports->described().join('\n')));
+        }
+    }
+
+    // Jet SQL (functions, & and #date# literals) on the Jet file and on its SQLite copy.
+    void jetSqlSameOnTheFileAndItsCopy()
+    {
+        const QString copy = scratch.filePath(QStringLiteral("copia.db"));
+        QProcess import;
+        import.start(QStringLiteral(IMPORT_TOOL), { files.filePath(QStringLiteral("jet4-types.mdb")), copy });
+        QVERIFY(import.waitForFinished(30000));
+        QCOMPARE(import.exitCode(), 0);
+        QVERIFY(import.readAllStandardOutput().contains("Table1: 2 rows"));
+        const QString def = definition(QStringLiteral("select A, Year(G) as Y, IIf(I, 'si', 'no') as S, Format(G, 'dd/mm/yyyy') "
+                                                      "& ' ' & UCase(B) as T from Table1 where G > #1/1/1975#"),
+            { "A", "Y", "S", "T" });
+        const QStringList jet = rows(Jet, files.filePath(QStringLiteral("jet4-types.mdb")), QString(), def);
+        const QStringList sqlite = rows(QStringLiteral("Provider=SQLite;Data Source="), copy, QString(), def);
+        QCOMPARE(reports->described().join(QLatin1Char('\n')), QString());
+        QCOMPARE(jet, QStringList { "Ta|a|1981|no|12/12/1981 B" });
+        QCOMPARE(sqlite, jet);
+    }
+};
+
+QTEST_MAIN(tst_jet)
+#include "tst_jet.moc"
