@@ -35,34 +35,33 @@ class tst_XmlHelper : public QObject {
     QTemporaryDir dir;
 
 private Q_SLOTS:
+    // A file that cannot be read as a definition (these bytes in d.conf, or the path given) is refused, and
+    // errorText says why; the same document then loads a good one.
     void loadRefusals_data()
     {
-        QTest::addColumn<QByteArray>("bytes");
-        QTest::newRow("not well formed") << QByteArray("<lrfmt><Columns></lrfmt>");
-        QTest::newRow("repeated attribute") << QByteArray("<lrfmt Key=\"a\" Key=\"b\"/>");
+        columns<QByteArray, QString>("bytes", "path");
+        QTest::newRow("not well formed") << QByteArray("<lrfmt><Columns></lrfmt>") << "";
+        QTest::newRow("repeated attribute") << QByteArray("<lrfmt Key=\"a\" Key=\"b\"/>") << "";
         QTest::newRow("repeated attribute deep")
-            << QByteArray("<lrfmt><Columns><c w=\"1\" w=\"2\"/></Columns></lrfmt>");
-        QTest::newRow("invalid utf-8") << QByteArray("<lrfmt Caption=\"\xC3\x28\"/>");
-        QTest::newRow("empty") << QByteArray();
-        QTest::newRow("too big") << "<lrfmt Caption=\"" + QByteArray(xml::Document::MaxFileSize, 'x')
-                + "\"/>";
+            << QByteArray("<lrfmt><Columns><c w=\"1\" w=\"2\"/></Columns></lrfmt>") << "";
+        QTest::newRow("invalid utf-8") << QByteArray("<lrfmt Caption=\"\xC3\x28\"/>") << "";
+        QTest::newRow("empty") << QByteArray() << "";
+        QTest::newRow("too big") << "<lrfmt Caption=\"" + QByteArray(xml::Document::MaxFileSize, 'x') + "\"/>" << "";
+        QTest::newRow("missing") << QByteArray() << "none.conf";
+        QTest::newRow("folder") << QByteArray() << ".";
     }
-
-    // A file that cannot be read as a definition is refused, and errorText says why.
     void loadRefusals()
     {
-        QFETCH(QByteArray, bytes);
+        const auto [bytes, path] = fetch<QByteArray, QString>("bytes", "path");
         xml::Document doc;
-        QVERIFY(!doc.load(writeBytes(dir.filePath(u"d.conf"_s), bytes)));
+        QVERIFY(!doc.load(path.isEmpty() ? writeBytes(dir.filePath(u"d.conf"_s), bytes) : dir.filePath(path)));
         QVERIFY(!doc.errorText().isEmpty());
+        QVERIFY(doc.load(writeBytes(dir.filePath(u"d.conf"_s), Definition)) && doc.errorText().isEmpty());
     }
 
     void lookupsAndMissingNodes()
     {
         xml::Document doc;
-        // A missing file, or a folder, is refused like an unreadable one.
-        QVERIFY(!doc.load(dir.filePath(u"none.conf"_s)) && !doc.errorText().isEmpty());
-        QVERIFY(!doc.load(dir.path()) && !doc.errorText().isEmpty());
         QVERIFY(doc.load(writeBytes(dir.filePath(u"d.conf"_s), Definition)));
         XmlHelper &h = xmlHelper();
         const xml::Node lrfmt = h.FindNode(u"lrfmt"_s, doc.childNodes());
@@ -114,7 +113,6 @@ private Q_SLOTS:
         QTest::newRow("changed since the load") << utf8 << "ListMaxLineas" << "5" << pedidos << pedidos;
         // clang-format on
     }
-
     void setAttributeChangesOnlyThatValue()
     {
         QFETCH(QByteArray, bom);
@@ -136,18 +134,17 @@ private Q_SLOTS:
         if (!meanwhile.isEmpty())
             writeBytes(path, encoded(meanwhile));
         const int refused = meanwhile.isEmpty() ? 0 : FailureNumber::PathFileAccessError;
-        QCOMPARE(failureOf([&] { xmlHelper().SetAttribute(attribute, value, doc.firstChild()); }).number(),
-            refused);
-        QCOMPARE(
-            failureOf([&] { xmlHelper().SetAttribute(u"ColWidth"_s, u"30"_s, firstColumn(doc)); }).number(),
-            refused);
+        XmlHelper &h = xmlHelper();
+        QCOMPARE((QList<int> { failureOf([&] { h.SetAttribute(attribute, value, doc.firstChild()); }).number(),
+                     failureOf([&] { h.SetAttribute(u"ColWidth"_s, u"30"_s, firstColumn(doc)); }).number() }),
+            QList<int>(2, refused));
         QCOMPARE(readBytes(path), encoded(expected));
         QCOMPARE(QFile::permissions(path), before);
         xml::Document again;
         QVERIFY(again.load(path));
         if (!refused)
-            QCOMPARE((QStringList { xmlHelper().GetAttribute(again.firstChild(), attribute),
-                         xmlHelper().GetAttribute(firstColumn(again), u"ColWidth"_s) }),
+            QCOMPARE((QStringList { h.GetAttribute(again.firstChild(), attribute),
+                         h.GetAttribute(firstColumn(again), u"ColWidth"_s) }),
                 (QStringList { value, u"30"_s }));
     }
 
@@ -172,7 +169,6 @@ private Q_SLOTS:
         QTest::newRow("short overflow") << "40000" << "en_US" << 16 << qint64(0) << Overflow;
         // clang-format on
     }
-
     void wholeNumbers()
     {
         QFETCH(QString, text);

@@ -83,7 +83,6 @@ private Q_SLOTS:
             << Action([this](QStringList &t) { t << runProcedure(mismatch()); }) << Answers { 2 }
             << "a b a b c" << mismatched;
     }
-
     void answers()
     {
         const auto [middle, answers, report] = fetch<Action, Answers, QString>("middle", "answers", "report");
@@ -111,7 +110,6 @@ private Q_SLOTS:
         QTest::newRow("reporter throws")
             << ErrorReporterFactory([] { return std::make_unique<UnreachableReporter>(); }) << -2147023174;
     }
-
     void reporterFailuresReachTheCaller()
     {
         QFETCH(ErrorReporterFactory, factory);

@@ -46,8 +46,7 @@ QString items(const QComboBox *box)
 {
     QStringList out;
     for (int i = 0; i < box->count(); ++i)
-        out << box->itemText(i)
-                + (box->itemData(i).isValid() ? u':' + box->itemData(i).toString() : QString());
+        out << box->itemText(i) + (box->itemData(i).isValid() ? u':' + box->itemData(i).toString() : QString());
     return u'[' + out.join(u',') + u']';
 }
 
@@ -136,7 +135,6 @@ class tst_ctlFilter : public QObject {
 private Q_SLOTS:
     void initTestCase()
     {
-        QVERIFY(dir.isValid());
         dbPath = dir.filePath(QStringLiteral("filtros.db"));
         makeDatabase(dbPath,
             { u"create table zonas (id INTEGER, nombre TEXT); create table rutas (id INTEGER, nombre TEXT)"_s,
@@ -161,19 +159,15 @@ private Q_SLOTS:
     {
         auto f = makeFilter();
         // Each entry with its field type, on both pages.
-        const QString fields
-            = u"[Zona:0,Ruta:0,Fecha:1,Cliente:0,Otro:1,SinLista:0,Vacia:0,Corta:0,Mala:0]"_s;
-        QCOMPARE(
-            items(part<QComboBox>(f.get(), u"Filtro1"_s)) + items(part<QComboBox>(f.get(), u"Filtro2"_s)),
+        const QString fields = u"[Zona:0,Ruta:0,Fecha:1,Cliente:0,Otro:1,SinLista:0,Vacia:0,Corta:0,Mala:0]"_s;
+        QCOMPARE(items(part<QComboBox>(f.get(), u"Filtro1"_s)) + items(part<QComboBox>(f.get(), u"Filtro2"_s)),
             fields + fields);
         // The first field's value list is read on both pages; second conditions start disabled.
-        QCOMPARE(pageState(f.get(), 1), zonas("Zona"));
-        QCOMPARE(pageState(f.get(), 2), zonas("Zona"));
+        QCOMPARE((QStringList { pageState(f.get(), 1), pageState(f.get(), 2) }), QStringList(2, zonas("Zona")));
         auto *strip = part<TabStrip>(f.get(), QStringLiteral("TabStrip1"));
         auto *page1 = part<QFrame>(f.get(), u"Frame1"_s), *page2 = part<QFrame>(f.get(), u"Frame2"_s);
         QVERIFY(page1->isVisibleTo(f.get()) && !page2->isVisibleTo(f.get()));
-        const QRectF client(
-            strip->ClientLeft(), strip->ClientTop(), strip->ClientWidth(), strip->ClientHeight());
+        const QRectF client(strip->ClientLeft(), strip->ClientTop(), strip->ClientWidth(), strip->ClientHeight());
         QCOMPARE(twipsGeometry(page1), client);
         // Page 2 takes the same place, page 1 keeps its inputs while hidden.
         QTest::mouseClick(strip->tabBar(), Qt::LeftButton, {}, strip->tabBar()->tabRect(1).center());
@@ -191,33 +185,29 @@ private Q_SLOTS:
     {
         // Actions on the page (see act()), then the page's state afterwards; empty: unchanged.
         columns<int, Ints, QString>("page", "actions", "expected");
+        const auto row = [](const char *name, int page, const Ints &actions, const QString &expected) {
+            QTest::newRow(name) << page << actions << expected;
+        };
         // Fecha chosen: both pickers show today over the boxes.
-        const QString today
-            = u"E0 hd'7||North' VE 2024-02-29@3240,600 | %1 hd'7||North' %2 2024-02-29@3240,900"_s;
-        QTest::newRow("value list replaces both lists")
-            << 1 << Ints { Ruta } << "Ruta [2||West,9||East] | E0 VE'2||West' hd | d0 Vd'2||West' hd";
-        QTest::newRow("date field shows pickers with today")
-            << 1 << Ints { Fecha } << zonas("Fecha", today.arg("d0", "Vd"));
-        QTest::newRow("second condition on, then date field")
-            << 2 << Ints { -1, Fecha } << zonas("Fecha", today.arg("E0", "VE"));
-        QTest::newRow("query without rows empties both")
-            << 2 << Ints { Vacia } << "Vacia [] | E0 VE'' hd | d0 Vd'' hd";
-        QTest::newRow("free value keeps the lists") << 1 << Ints { Cliente } << zonas("Cliente");
-        QTest::newRow("type 2 changes nothing") << 1 << Ints { Otro } << zonas("Otro");
-        QTest::newRow("value list without a query changes nothing")
-            << 2 << Ints { SinLista } << zonas("SinLista");
-        QTest::newRow("second condition on")
-            << 1 << Ints { -1 } << zonas("Zona", "E0 VE'7||North' hd | E0 VE'7||North' hd");
+        const QString today = u"E0 hd'7||North' VE 2024-02-29@3240,600 | %1 hd'7||North' %2 2024-02-29@3240,900"_s;
+        // clang-format off
+        row("value list replaces both lists", 1, { Ruta },
+            "Ruta [2||West,9||East] | E0 VE'2||West' hd | d0 Vd'2||West' hd");
+        row("date field shows pickers with today", 1, { Fecha }, zonas("Fecha", today.arg("d0", "Vd")));
+        row("second condition on, then date field", 2, { -1, Fecha }, zonas("Fecha", today.arg("E0", "VE")));
+        row("query without rows empties both", 2, { Vacia }, "Vacia [] | E0 VE'' hd | d0 Vd'' hd");
+        row("free value keeps the lists", 1, { Cliente }, zonas("Cliente"));
+        row("type 2 changes nothing", 1, { Otro }, zonas("Otro"));
+        row("value list without a query changes nothing", 2, { SinLista }, zonas("SinLista"));
+        row("second condition on", 1, { -1 }, zonas("Zona", "E0 VE'7||North' hd | E0 VE'7||North' hd"));
         // Unchecking disables all three and moves nothing.
-        QTest::newRow("second condition on, off") << 1 << Ints { -1, -1 } << zonas("Zona");
-        QTest::newRow("date field, second condition on, off")
-            << 1 << Ints { Fecha, -1, -1 } << zonas("Fecha", today.arg("d0", "Vd"));
+        row("second condition on, off", 1, { -1, -1 }, zonas("Zona"));
+        row("date field, second condition on, off", 1, { Fecha, -1, -1 }, zonas("Fecha", today.arg("d0", "Vd")));
         // The check box decides by field type alone: a dated value list shows the picker, unmoved.
-        QTest::newRow("dated value list, second condition on")
-            << 1 << Ints { Otro, -1 }
-            << zonas("Otro", "E0 VE'7||North' hd | E0 hd'7||North' VE 2000-01-01@3270,915");
+        row("dated value list, second condition on", 1, { Otro, -1 },
+            zonas("Otro", "E0 VE'7||North' hd | E0 hd'7||North' VE 2000-01-01@3270,915"));
+        // clang-format on
     }
-
     void pageFollowsChoices()
     {
         const auto [page, actions, expected] = fetch<int, Ints, QString>("page", "actions", "expected");
@@ -248,12 +238,10 @@ private Q_SLOTS:
                                       << QStringList { "", "", "12||Central", "" }
                                       << "Fecha>='2024-02-29'  and Fecha<'2024-03-01' and Cliente='12' ";
     }
-
     void filterText()
     {
         const auto [page1, page2, operators, values, expected]
-            = fetch<Ints, Ints, Ints, QStringList, QString>(
-                "page1", "page2", "operators", "values", "expected");
+            = fetch<Ints, Ints, Ints, QStringList, QString>("page1", "page2", "operators", "values", "expected");
         auto f = makeFilter();
         act(*f, 1, page1);
         act(*f, 2, page2);
@@ -271,11 +259,10 @@ private Q_SLOTS:
     // "Aceptar" and "Cerrar" each raise their own event only, and a handler may destroy the control.
     void buttonsRaiseTheirEvent_data()
     {
-        QTest::addColumn<bool>("destroy");
+        columns<bool>("destroy");
         QTest::newRow("kept") << false;
         QTest::newRow("destroyed in the handler") << true;
     }
-
     void buttonsRaiseTheirEvent()
     {
         QFETCH(bool, destroy);
@@ -312,23 +299,19 @@ private Q_SLOTS:
         // The entry that failed is listed and keeps the previous entry's type: a value list without a
         // query, so choosing it shows no date pickers although it is a date field.
         QTest::newRow("type not a number: listed with the previous value")
-            << "<F><a fltName='A' fltType='1' fltFieldtype='0'/><b fltName='B' fltType='x' fltFieldtype='1'/>"
-               "</F>"
+            << "<F><a fltName='A' fltType='1' fltFieldtype='0'/><b fltName='B' fltType='x' fltFieldtype='1'/></F>"
             << Ints { 1 } << QList<qint16> { 1 } << "B [] | E0 VE'' hE | d0 Vd'' hd" << "A=''  and B='' "
             << QList<qint32> { TypeMismatch };
         // Nothing was chosen and operators stay unset: the second condition's box reports reading the
         // field, each condition of the text its missing operator.
         QTest::newRow("empty node") << QString() << Ints { -1 } << QList<qint16> { 2, 1, 1, 1, 1 }
             << " [] | E-1 VE'' hE | E-1 VE'' hE" << ""
-            << (QList<qint32> { ObjectNotSet, InvalidPropertyArrayIndex }
-                   << QList<qint32>(3, SubscriptOutOfRange));
+            << (QList<qint32> { ObjectNotSet, InvalidPropertyArrayIndex } << QList<qint32>(3, SubscriptOutOfRange));
         // clang-format on
     }
-
     void failuresAreReported()
     {
-        const auto [entries, actions, answers]
-            = fetch<QString, Ints, QList<qint16>>("entries", "actions", "answers");
+        const auto [entries, actions, answers] = fetch<QString, Ints, QList<qint16>>("entries", "actions", "answers");
         reports->answers.assign(answers.begin(), answers.end());
         auto f = makeFilter(entries);
         act(*f, 2, actions);

@@ -3,6 +3,7 @@
 
 #include "support/FailureOf.h"
 #include "support/Fixtures.h"
+#include "support/Lists.h"
 #include "support/Rows.h"
 #include "support/Scripted.h"
 
@@ -11,7 +12,6 @@
 #include <QAbstractButton>
 #include <QAbstractItemView>
 #include <QTemporaryDir>
-#include <QTimer>
 #include <QtTest>
 
 using namespace Brennvox10;
@@ -28,7 +28,6 @@ class tst_ctlListSingle : public QObject {
 private Q_SLOTS:
     void initTestCase()
     {
-        QVERIFY(dir.isValid());
         makeDatabase(dir.filePath(QStringLiteral("clientes.db")),
             { "create table clientes (id INTEGER, nombre TEXT, zona TEXT)",
                 "insert into clientes values (7, 'Ana', 'Norte'), (42, 'Luis', 'Sur')" });
@@ -95,14 +94,9 @@ private Q_SLOTS:
         list->findChild<QAbstractButton *>(QStringLiteral("cmdButtom(1)"))->click();
         QCOMPARE(list->lrSelectedKey(), QStringLiteral("99"));
 
-        QTimer::singleShot(0, this, [] {
-            if (frmdlgFilter *form = frmdlgFilter::loaded())
-                form->findChild<QAbstractButton *>(QStringLiteral("OKButton"))->click();
-        });
-        // A dialog left open by a fault must not hang the test.
-        QTimer::singleShot(2000, this, [] { frmdlgFilter::Unload(); });
-        QTest::mouseClick(
-            list->findChild<QWidget *>(QStringLiteral("Label2")), Qt::LeftButton, {}, QPoint(5, 5));
+        QVERIFY(throughFilterDialog(*list, [](frmdlgFilter &form, QWidget *) {
+            form.findChild<QAbstractButton *>(QStringLiteral("OKButton"))->click();
+        }));
         QVERIFY(!frmdlgFilter::loaded());
         QCOMPARE(sql.last(),
             QStringLiteral("Select * from (select * from clientes) where (zona='Sur'  and zona='Sur' )"));
@@ -120,7 +114,6 @@ private Q_SLOTS:
             QRectF(0, 5430, 8250, 405), QRectF(6815, 195, 1335, 4620) };
         // clang-format on
     }
-
     void layoutFollowsTheControlSize()
     {
         QFETCH(float, height);

@@ -64,16 +64,13 @@ private Q_SLOTS:
         // Types: when empty, the hidden buttons are hidden one by one. The call: "index|caption|key", index
         // alone for no descriptor; its failure; face: the called button's, empty when the call must change
         // nothing.
-        columns<Ints, Ints, QString, int, Tops, QString>(
-            "hidden", "types", "call", "failure", "tops", "face");
+        columns<Ints, Ints, QString, int, Tops, QString>("hidden", "types", "call", "failure", "tops", "face");
         const Tops withoutVoid { 0, 640, 1280, 1920, 1920, 3200, 2560 };
         const Tops moved { 0, 5000, 1280, 1920, 2560, 3200, 3840 }; // by hand, before the call
         const Ints no;
         // clang-format off
-        QTest::newRow("first") << Ints { 0 } << no << "" << 0
-                               << Tops { 0, 0, 640, 1280, 1920, 2560, 3200 } << "";
-        QTest::newRow("third") << Ints { 2 } << no << "" << 0
-                               << Tops { 0, 640, 1280, 1280, 1920, 2560, 3200 } << "";
+        QTest::newRow("first") << Ints { 0 } << no << "" << 0 << Tops { 0, 0, 640, 1280, 1920, 2560, 3200 } << "";
+        QTest::newRow("third") << Ints { 2 } << no << "" << 0 << Tops { 0, 640, 1280, 1280, 1920, 2560, 3200 } << "";
         QTest::newRow("last") << Ints { 6 } << no << "" << 0 << StackedTops << "";
         // Each hidden button keeps the top it had when it was hidden.
         QTest::newRow("void, then recode") << Ints { 3, 5 } << no << "" << 0
@@ -93,11 +90,9 @@ private Q_SLOTS:
         QTest::newRow("no descriptor") << no << no << "0" << 0 << moved << "";
         QTest::newRow("no descriptor, negative index") << no << no << "-1" << 0 << moved << "";
         QTest::newRow("-1") << no << no << "-1|Otro|Other" << ControlArrayElementMissing << moved << "";
-        QTest::newRow("lowest") << no << no << "-32768|Otro|Other" << ControlArrayElementMissing << moved
-                                << "";
+        QTest::newRow("lowest") << no << no << "-32768|Otro|Other" << ControlArrayElementMissing << moved << "";
         // clang-format on
     }
-
     void buttons()
     {
         auto [hidden, types, call, failure, tops, face] = fetch<Ints, Ints, QString, int, Tops, QString>(

@@ -1,5 +1,6 @@
 #include "platform/data/Cursor_p.h"
 #include "platform/data/Recordset.h"
+#include "platform/data/sqlite/JetSql.h"
 #include "support/FailureOf.h"
 #include "support/Fixtures.h"
 #include "support/Rows.h"
@@ -13,11 +14,11 @@
 using namespace Brennvox10;
 using namespace Brennvox10::data;
 using namespace Brennvox10::FailureNumber;
+using Brennvox10::data::sqlite::adaptJetSql;
 
 static QString connectionTo(const QString &path)
 {
-    return QStringLiteral("Provider=SQLite;Data Source=") + path
-        + QStringLiteral(";Jet Oledb:database password=");
+    return "Provider=SQLite;Data Source=" + path + ";Jet Oledb:database password=";
 }
 
 class tst_Data : public QObject {
@@ -25,6 +26,7 @@ class tst_Data : public QObject {
 
     QTemporaryDir dir;
     int fileCount = 0;
+    QString jetTable; // a connection to the table t the Jet SQL tests read
 
     QString newDatabase(const QString &statements)
     {
@@ -52,6 +54,12 @@ class tst_Data : public QObject {
     }
 
 private Q_SLOTS:
+    void initTestCase()
+    {
+        jetTable = connectionTo(newDatabase("create table t(d DATE, s TEXT, n REAL, z TEXT);"
+                                            "insert into t values ('2008-03-05 14:30:15', 'Añoñez', 2.5, NULL);"));
+    }
+
     void cleanup()
     {
         setQueryObserver({});
@@ -69,7 +77,6 @@ private Q_SLOTS:
             << "sqlite" << "/a;b'c" << "it\"s";
         // clang-format on
     }
-
     void connectionText()
     {
         QFETCH(QString, text);
@@ -90,14 +97,12 @@ private Q_SLOTS:
                                        .arg(QString::fromUtf8(declared), QString::fromUtf8(literal))
                                 << type << QString::fromLatin1(reader) << value << number;
         };
-
         // Declared types decide even for Null, by the first word naming a known type, whole words only.
         const std::pair<const char *, int> declaredTypes[] = { { "Short", 2 }, { "UNSIGNED BIG INT", 3 },
             { "\"AUTOINCREMENT\"", 3 }, { "SINGLE", 4 }, { "DOUBLE PRECISION", 5 }, { "money", 6 },
             { "TIME", 7 }, { "NVARCHAR", 202 }, { "POINT", 202 }, { "LongBinary", 205 } };
         for (const auto &[declared, type] : declaredTypes)
             row(declared, declared, "NULL", type, "Value", QVariant());
-
         const auto at = [](int y, int mo, int d, int h, int mi, int s = 0, int ms = 0) {
             return QVariant(QDateTime(QDate(y, mo, d), QTime(h, mi, s, ms)));
         };
@@ -119,7 +124,6 @@ private Q_SLOTS:
         row("untyped real", "", "1.5", 5, "asDouble", 1.5);
         row("untyped text", "", "'abc'", 202, "utf8", QStringLiteral("abc"));
         row("untyped null", "", "NULL", 202, "Value", QVariant());
-
         row("text in a date", "DATE", "'abc'", 7, "Value", {}, TypeMismatch);
         row("no such day", "DATE", "'2023-02-29'", 7, "Value", {}, TypeMismatch);
         row("date as a number", "DATE", "20230101", 7, "Value", {}, TypeMismatch);
@@ -131,7 +135,6 @@ private Q_SLOTS:
         row("null as number", "", "NULL", 202, "asInt64", {}, InvalidUseOfNull);
         // clang-format on
     }
-
     void values()
     {
         QFETCH(QString, table);
@@ -185,8 +188,7 @@ private Q_SLOTS:
         QCOMPARE(rs.fieldIndex(QStringLiteral("nombre")), -1);
         QCOMPARE(failureOf([&] { rs.Fields(QStringLiteral("nombre")); }).number(), ItemNotFoundInCollection);
         QCOMPARE(failureOf([&] { rs.Fields(5); }).number(), ItemNotFoundInCollection);
-        const auto reopen
-            = [&] { rs.Open(QStringLiteral("select name from t where id > 99"), connectionTo(people())); };
+        const auto reopen = [&] { rs.Open("select name from t where id > 99", connectionTo(people())); };
         QCOMPARE(failureOf(reopen).number(), ObjectOpen);
         rs.Close();
         QCOMPARE(rs.State(), 0);
@@ -212,10 +214,12 @@ private Q_SLOTS:
         read("pragma function", "select name from pragma_table_info('t')", 4);
         read("pragma", "PRAGMA table_info(t)", 4);
         read("setting asked", "select * from pragma_user_version", 1);
-        const auto sql = [](const char *name, const QString &text, const QString &message = QString()) {
-            QTest::newRow(name) << text << QString() << CommandError << message << 0;
+        const auto sql = [](const char *name, const QString &text, const QString &message = QString(),
+                             const QString &connection = QString(), int number = CommandError) {
+            QTest::newRow(name) << text << connection << number << message << 0;
         };
-        const QString other = dir.filePath(QStringLiteral("other.db"));
+        const QString other = dir.filePath("other.db");
+        const QString runaway = "with recursive c(x) as (select 1 union all select x + 1 from c) select count(*) from c";
         sql("insert", "INSERT INTO t(name) VALUES ('x')");
         sql("delete in a CTE", "WITH a AS (SELECT 1) DELETE FROM t");
         sql("drop", "DROP TABLE t");
@@ -234,26 +238,19 @@ private Q_SLOTS:
         sql("huge value", "select zeroblob(200000000)");
         sql("syntax", "selec * from t", "near \"selec\": syntax error");
         // The default time limit is cut short for this test; the connection text's own limit wins.
-        sql("runaway",
-            "with recursive c(x) as (select 1 union all select x + 1 from c) select count(*) from c",
-            "interrupted: the query ran past its time limit of 0.3 s (Command Timeout)");
-        QTest::newRow("runaway past its Command Timeout")
-            << "with recursive c(x) as (select 1 union all select x + 1 from c) select count(*) from c"
-            << QStringLiteral("Provider=SQLite;Command Timeout=0.5;Data Source=") + people() << CommandError
-            << "interrupted: the query ran past its time limit of 0.5 s (Command Timeout)" << 0;
-        QTest::newRow("a time limit that is no number")
-            << "select 1" << QStringLiteral("Provider=SQLite;Command Timeout=soon;Data Source=") + people()
-            << CommandError << "Command Timeout must be a number of seconds, 0 for none: soon" << 0;
-        QTest::newRow("missing file")
-            << "select 1" << connectionTo(dir.filePath(QStringLiteral("missing.db"))) << DatabaseError
-            << "unable to open database file" << 0;
-        QTest::newRow("no source") << "select 1" << connectionTo(QString()) << DatabaseError
-                                   << "unable to open database file: no data source" << 0;
-        QTest::newRow("unknown provider")
-            << "select 1" << QStringLiteral("Provider=SQLOLEDB;Data Source=") + people() << ProviderNotFound
-            << failureFor(ProviderNotFound).description() << 0;
+        sql("runaway", runaway, "interrupted: the query ran past its time limit of 0.3 s (Command Timeout)");
+        sql("runaway past its Command Timeout", runaway,
+            "interrupted: the query ran past its time limit of 0.5 s (Command Timeout)",
+            "Provider=SQLite;Command Timeout=0.5;Data Source=" + people());
+        sql("a time limit that is no number", "select 1", "Command Timeout must be a number of seconds, 0 for none: soon",
+            "Provider=SQLite;Command Timeout=soon;Data Source=" + people());
+        sql("missing file", "select 1", "unable to open database file", connectionTo(dir.filePath("missing.db")),
+            DatabaseError);
+        sql("no source", "select 1", "unable to open database file: no data source", connectionTo(QString()),
+            DatabaseError);
+        sql("unknown provider", "select 1", failureFor(ProviderNotFound).description(),
+            "Provider=SQLOLEDB;Data Source=" + people(), ProviderNotFound);
     }
-
     void statements()
     {
         QFETCH(QString, sql);
@@ -276,8 +273,7 @@ private Q_SLOTS:
         QTEST(rows, "rows");
         QCOMPARE(rs.State(), failure.number() ? 0 : 1);
         QCOMPARE(readBytes(path), before);
-        QVERIFY(!QFile::exists(dir.filePath(QStringLiteral("other.db")))
-            && !QFile::exists(dir.filePath(QStringLiteral("missing.db"))));
+        QVERIFY(!QFile::exists(dir.filePath("other.db")) && !QFile::exists(dir.filePath("missing.db")));
     }
 
     // Whatever the file's journal mode or name, a read creates nothing beside it and changes no byte; the
@@ -301,7 +297,6 @@ private Q_SLOTS:
         QTest::newRow("locked") << "DELETE" << "w.db" << false << "running" << "database is locked";
         // clang-format on
     }
-
     void folderStaysAsItWas()
     {
         QFETCH(QString, journal);
@@ -311,11 +306,8 @@ private Q_SLOTS:
         QFETCH(QString, message);
         QString folder = newFolder(), path = QDir(folder).filePath(name);
         if (!journal.isEmpty()) {
-            makeDatabase(path,
-                { "pragma journal_mode=" + journal
-                    + "; create table t(v); with recursive c(x) as (select 1 union "
-                      "all select x + 1 from c where x < 300) insert into t select randomblob(900) from "
-                      "c;" });
+            makeDatabase(path, { "pragma journal_mode=" + journal + "; create table t(v); with recursive c(x) as "
+                "(select 1 union all select x + 1 from c where x < 300) insert into t select randomblob(900) from c;" });
             QCOMPARE(readBytes(path).at(19) == 2, journal == u"WAL");
         }
         sqlite3 *writer = nullptr;
@@ -323,12 +315,9 @@ private Q_SLOTS:
         if (!other.isEmpty()) {
             sqlite3_open(QFile::encodeName(path).constData(), &writer);
             // A cache this small spills the update into the file before the transaction ends.
-            QCOMPARE(
-                sqlite3_exec(writer,
-                    other == u"crashed" ? "pragma cache_size = 10; begin; update t set v = randomblob(900);"
-                                        : "begin exclusive",
-                    nullptr, nullptr, nullptr),
-                SQLITE_OK);
+            const char *write = other == u"crashed" ? "pragma cache_size = 10; begin; update t set v = randomblob(900);"
+                                                    : "begin exclusive";
+            QCOMPARE(sqlite3_exec(writer, write, nullptr, nullptr, nullptr), SQLITE_OK);
         }
         if (other == u"crashed") {
             // What a crash leaves: the half-written file and its journal, with no writer holding them.
@@ -387,6 +376,154 @@ private Q_SLOTS:
         setQueryObserver({});
         Recordset().Open(texts.first(), connection);
         QCOMPARE(seen.size(), texts.size());
+    }
+
+    void jetSqlAdapted_data()
+    {
+        columns<QString, QString>("jet", "sqlite");
+        // clang-format off
+        QTest::newRow("join, looser than arithmetic, chained")
+            << "select n * 2 & \" kg\" & s from t" << "select bv_join(n * 2, \" kg\", s) from t";
+        QTest::newRow("comparisons end the operands")
+            << "where a & b = -c.x & 'y' and e" << "where bv_join(a, b) = bv_join(-c.x, 'y') and e";
+        QTest::newRow("calls, groups and bracketed names as operands, joins inside")
+            << "UCase([a b] & t.[c]) & (1 + 2) & Mid(s, 2)" << "bv_join(UCase(bv_join([a b], t.[c])), (1 + 2), Mid(s, 2))";
+        QTest::newRow("a comment before & stays")
+            << "a /* x */ & b" << "bv_join(a /* x */ , b)";
+        QTest::newRow("Mod, signs and Not")
+            << "not a Mod 2 & -b" << "not bv_join(a Mod 2, -b)";
+        QTest::newRow("inside the controls' own composition")
+            << "Select * from (select a & b as c from t)where c like 'x%'"
+            << "Select * from (select bv_join(a, b) as c from t)where c like 'x%'";
+        QTest::newRow("an operand it cannot read: ||")
+            << "case when a then 'x' end & 'y'" << "case when a then 'x' end || 'y'";
+        QTest::newRow("m/d/yyyy and y-m-d")
+            << "d between #3/5/2008# and #2008-3-5#" << "d between '2008-03-05' and '2008-03-05'";
+        QTest::newRow("two-digit years")
+            << "#12/31/29#, #1/1/30#" << "'2029-12-31', '1930-01-01'";
+        QTest::newRow("with time")
+            << "#3/5/2008 10:30:05#, #3/5/2008 0:00#" << "'2008-03-05 10:30:05', '2008-03-05'";
+        QTest::newRow("AM/PM")
+            << "#3/5/2008 10:30 PM#, #3/5/2008 12:15am#" << "'2008-03-05 22:30:00', '2008-03-05 00:15:00'";
+        QTest::newRow("Left and Right calls, not joins")
+            << "select LEFT(s, 2), right (s, 1) from a left join b" << "select bv_left(s, 2), bv_right (s, 1) from a left join b";
+        QTest::newRow("strings, quoted and bracketed names, comments untouched")
+            << "select '#3/5/2008# & '' &', \"a&b\", [c&d], `e&f` -- & #3/5/2008#\n/* & */"
+            << "select '#3/5/2008# & '' &', \"a&b\", [c&d], `e&f` -- & #3/5/2008#\n/* & */";
+        QTest::newRow("impossible date, time alone, unterminated: untouched")
+            << "#2/30/2008#, #13/1/2008#, #10:30#, #3/5/2008 25:00#, #3/5/2008" << "#2/30/2008#, #13/1/2008#, #10:30#, #3/5/2008 25:00#, #3/5/2008";
+        // clang-format on
+        // Nesting this deep must not exhaust the stack; SQLite refuses it later.
+        const QString open(100000, u'('), close(100000, u')');
+        QTest::newRow("deep nesting")
+            << open + QStringLiteral("a & b") + close << open + QStringLiteral("a || b") + close;
+    }
+    void jetSqlAdapted()
+    {
+        QFETCH(QString, jet);
+        QTEST(adaptJetSql(jet), "sqlite");
+    }
+
+    // select <expression> from t, through the read-only SQLite path: the value's text, "Null", or the
+    // failure's description ("error: ..." holds a part of it).
+    void jetFunctions_data()
+    {
+        columns<QString, QString>("expression", "expected");
+        const auto row = [](const char *expression, const char *expected) {
+            QTest::newRow(expression) << QString::fromUtf8(expression) << QString::fromUtf8(expected);
+        };
+        // clang-format off
+        row("Year(d) & '-' & Month(d) & '-' & Day(d)", "2008-3-5");
+        row("Year('2024-02-29T08:05')", "2024");
+        row("Year('2008-03-05') + Month(z)", "Null");
+        row("Day('5/3/2008')", "error: Day: '5/3/2008' is not a date");
+        row("Month(39512)", "error: Month: 39512 is not a date");
+        // Today in local time; SQLite's date(x, ...) and trim(x, y) are still there.
+        row("Date() = date('now', 'localtime') and Now() like Date() || ' __:__:__'", "1");
+        row("date('2008-03-05', '+1 day') || trim('--x--', '-') || ltrim(' y')", "2008-03-06xy");
+        // Jet's argument order for format with two arguments; SQLite's printf stays.
+        row("printf('%d', 3)", "3");
+        row("format('%d', 3)", "error: Format: unsupported pattern \"3\"");
+        row("IIf(n > 2, 'big', 'small')", "big");
+        row("IIf(z, 1, 2)", "2");
+        row("Nz(z) = '' and Nz(z, 7) = 7 and Nz(s, 7) = s", "1");
+        // & joins texts, Null as empty, after the arithmetic.
+        row("s & z & '!' & n", "Añoñez!2.5");
+        row("z & z", "Null");
+        row("'n=' & n * 2 & ';' & CDbl(24) & ';' & 7", "n=5;24;7");
+        row("Format(d, 'yyyy-mm-dd')", "2008-03-05");
+        row("Format(d, 'DD/MM/YYYY')", "05/03/2008");
+        row("Format(d, 'mm/dd/yyyy')", "03/05/2008");
+        row("Format(d, 'yyyy') & Format(d, 'mm') & Format(d, 'dd')", "20080305");
+        row("Format(d, 'hh:nn:ss')", "14:30:15");
+        row("Format(d, 'd/m/yy h:mm')", "5/3/08 14:30");
+        row("Format(d, 'mm:ss')", "30:15");
+        row("Format('2008-03-05', 'yyyy-mm-dd hh:nn')", "2008-03-05 00:00");
+        row("Format(n, '0')", "3");
+        row("Format(0.125, '0.00')", "0.13");
+        row("Format(1.005, 'Fixed')", "1.01");
+        row("Format(-0.001, '0.0')", "0.0");
+        row("Format(1234567.891, '#,##0.00')", "1,234,567.89");
+        row("Format(-999.996, 'Standard')", "-1,000.00");
+        row("Format('7', '000')", "007");
+        row("Format(0.256, 'Percent') & ' ' & Format(0.5, '0%')", "25.60% 50%");
+        row("Format(3, 'Yes/No') & Format(0, 'on/off') & Format(-1, 'True/False')", "YesOffTrue");
+        row("Format(1e20, 'General Number')", "1E+20");
+        row("Format(z, '0') & Format('', '0')", "");
+        row("Format(z, '0')", "Null");
+        row("Format(n, 'Currency')", "error: Format: unsupported pattern \"Currency\"");
+        row("Format(d, 'mmm')", "error: Format: unsupported pattern \"mmm\"");
+        row("Format(s, '0.00')", "error: Format: 'Añoñez' is not a number");
+        row("UCase(s) & LCase('ÁB') & UCase(n)", "AÑOÑEZáb2.5");
+        // Characters, not bytes.
+        row("Left(s, 2) & '|' & Right(s, 3) & '|' & Left(s, 0) & '|' & Right(s, 9)", "Añ|ñez||Añoñez");
+        row("Mid(s, 2, 3) & '|' & Mid(s, 4) & '|' & Mid(s, 5, 9) & '|' & Mid(s, 9)", "ñoñ|ñez|ez|");
+        row("Len(s) & ' ' & Len('a😀b') & ' ' & Len(n)", "6 3 3");
+        row("Len(z) & Left(z, 1) & Mid(s, z)", "Null");
+        row("Mid(s, 0)", "error: Mid: the start must be 1 or more");
+        row("Left(s, -1)", "error: Left: the length must be 0 or more");
+        row("Val(' 12 34.5kg')", "1234.5");
+        row("Val('-1.5d2x') & ' ' & Val('.5') & ' ' & Val('1e')", "-150 0.5 1");
+        row("Val('abc') & Val('')", "00");
+        row("CStr(n) & ' ' & CStr(0.1 + 0.2) & ' ' & CStr(1e20) & ' ' & CStr(12)", "2.5 0.3 1E+20 12");
+        // Half to even.
+        row("CLng(2.5) & CLng(3.5) & CLng(-2.5) & CLng('7.5') & CLng(2.51)", "24-283");
+        row("CLng(-2147483648.5)", "-2147483648");
+        row("CLng(2147483647.5)", "error: CLng: 2147483647.5 overflows a Long");
+        row("CDbl(' 1.5 ') + 1", "2.5");
+        row("CDbl('x')", "error: CDbl: 'x' is not a number");
+        row("#3/5/2008 2:30:15 PM# = d and #3/5/2008# = date(d)", "1");
+        row("DateSerial(2008, 3, 5)", "error: no such function: DateSerial");
+        // clang-format on
+    }
+    void jetFunctions()
+    {
+        QFETCH(QString, expression);
+        QFETCH(QString, expected);
+        QString got;
+        const Failure failure = failureOf([&] {
+            Recordset rs;
+            rs.Open(QStringLiteral("select ") + expression + QStringLiteral(" from t"), jetTable);
+            got = rs.Fields(0).isNull() ? QStringLiteral("Null") : rs.Fields(0).Value().toString();
+        });
+        if (failure.number())
+            got = "error: " + failure.description();
+        QVERIFY2(expected.startsWith("error: ") ? got.startsWith(expected) : got == expected, qPrintable(got));
+    }
+
+    // The observer hears the text as given, then what SQLite was given when that differs.
+    void observerSeesAdaptedJetSql()
+    {
+        QStringList seen;
+        setQueryObserver([&](const QString &sql) { seen << sql; });
+        const QString jet = "select s & '!' from t where d > #1/1/2008#";
+        Recordset rs;
+        rs.Open(jet, jetTable);
+        QCOMPARE(rs.Fields(0).Value().toString(), "Añoñez!");
+        rs.Close();
+        rs.Open("select s from t", jetTable);
+        QCOMPARE(seen, QStringList({ jet, adaptJetSql(jet), "select s from t" }));
+        QVERIFY(seen[1] != jet);
     }
 };
 

@@ -1,6 +1,8 @@
 // The report list as hosts and users meet it: keyed rows, sub-items, text sorting, hit testing and mouse
 // notifications on a real, shown widget, a consistent item model, the memory a big load costs, and
-// running out of it.
+// running out of it; cell texts as the user reads them, under several locales; and the tab strip's one
+// promise: Click once per change of the selected tab by the user, always on selectTab, never while the
+// strip is filled or emptied, with keyed tabs refused as hosts know.
 
 #include "platform/memory/Prefault.h"
 #include "support/FailureOf.h"
@@ -8,24 +10,31 @@
 #include "support/Rows.h"
 
 #include <Brennvox10/ListView.h>
+#include <Brennvox10/TabStrip.h>
 
 #include <QAbstractItemModelTester>
 #include <QAbstractItemView>
+#include <QDate>
 #include <QHeaderView>
 #include <QRandomGenerator>
 #include <QSignalSpy>
+#include <QTabBar>
 #include <QTest>
 
 #include <malloc.h>
 
 #include <functional>
+#include <limits>
 #include <optional>
 
 using namespace Brennvox10;
 using namespace Brennvox10::FailureNumber;
 
+using Style = CellValue::Style;
+
 using Action = std::function<void(ListView &)>;
 Q_DECLARE_METATYPE(Action)
+Q_DECLARE_METATYPE(Brennvox10::CellValue)
 
 namespace {
 
@@ -54,8 +63,7 @@ void expectRows(ListView &list, const QStringList &expected)
     QStringList shown;
     for (int r = 0; r < model->rowCount(); ++r) {
         const QString key = stored.value(r).section(QLatin1Char('|'), 0, 0);
-        shown << (key.isEmpty() || list.ListItems().Item(key).Index() == r + 1 ? key
-                                                                               : QStringLiteral("lost"));
+        shown << (key.isEmpty() || list.ListItems().Item(key).Index() == r + 1 ? key : QStringLiteral("lost"));
         for (int c = 0; c < model->columnCount(); ++c)
             shown.last() += QLatin1Char('|') + model->index(r, c).data().toString();
     }
@@ -70,6 +78,12 @@ bool shown(ListView &list)
     const bool exposed = QTest::qWaitForWindowExposed(&list);
     QCoreApplication::processEvents();
     return exposed;
+}
+
+void fill(TabStrip &strip, int count)
+{
+    for (int i = 1; i <= count; ++i)
+        strip.Tabs().Add(QStringLiteral("i%1").arg(i), QStringLiteral("Tab %1").arg(i));
 }
 
 // glibc's in-use bytes, big blocks included.
@@ -133,7 +147,6 @@ private Q_SLOTS:
     {
         columns<Action, int>("action", "number");
         const auto row = [](const char *name, int n, Action a) { QTest::newRow(name) << a << n; };
-
         row("keys are case-sensitive", ElementNotFound, [](auto &l) { l.ListItems().Item("t1"); });
         row("position 0", IndexOutOfBounds, [](auto &l) { l.ListItems().Item(0); });
         row("position past the end", IndexOutOfBounds, [](auto &l) { l.ListItems().Item(3); });
@@ -166,11 +179,9 @@ private Q_SLOTS:
         row("cleared: sub-item", ElementNotFound, stale(true, [](auto &i) { i.SubItems(1); }));
         row("cleared: set text", ElementNotFound, stale(true, [](auto &i) { i.setText({}); }));
         row("cleared: set sub-item", ElementNotFound, stale(true, [](auto &i) { i.setSubItems(1, ""); }));
-
         static const QByteArray big(2 * 1024 * 1024, 'b');
         // A view past what a row can hold; its bytes are never read.
-        const CellValue huge
-            = CellValue::fromText(QByteArrayView(big.constData(), (qsizetype(1) << 32) + 16));
+        const CellValue huge = CellValue::fromText(QByteArrayView(big.constData(), (qsizetype(1) << 32) + 16));
         const CellValue bigCell = CellValue::fromText(big);
         // The next block of a megabyte or more is refused.
         const auto starved = [](Action a) {
@@ -187,7 +198,6 @@ private Q_SLOTS:
         oom("newest row past 4 GiB", [=](auto &l) { l.ListItems().Item(2).setSubItems(1, huge); });
         oom("older row past 4 GiB", [=](auto &l) { l.ListItems().Item(1).setText(huge); });
     }
-
     void failures()
     {
         QFETCH(Action, action);
@@ -210,7 +220,6 @@ private Q_SLOTS:
     {
         // Rows "text|amount" keyed T1…T4, then T5 "delta|300,00" added once sorted; the order as row numbers.
         columns<QStringList, int, int, QString>("rows", "sortKey", "sortOrder", "order");
-
         const QStringList rows { "beta|200,00", "Alpha|1.000,00", "gamma|35,50", "alpha2|200,00" };
         QTest::newRow("amounts sort as text, ties keep their order") << rows << 1 << 0 << "21453";
         QTest::newRow("amounts descending, ties keep their order") << rows << 1 << 1 << "35142";
@@ -218,7 +227,6 @@ private Q_SLOTS:
             << QStringList { "e|", "E|", "a|", "A|" } << 0 << 0 << "34512";
         QTest::newRow("sort key beyond the columns keeps the order") << rows << 5 << 0 << "12345";
     }
-
     void sortOrder()
     {
         auto [rows, sortKey, sortOrder, order]
@@ -253,9 +261,7 @@ private Q_SLOTS:
         QAbstractItemModelTester tester(list.itemView()->model(), QAbstractItemModelTester::FailureReportingMode::QtTest);
         const QStringList words { "a", "A", "ab", "Ab", "b", "", "é", "É", "e", "ä", "z", "Straße", "STRASSE",
             QString::fromUtf8("\xF0\x9F\x98\x80"), "a\xC3\xA9", "10", "9", "1.000,00" };
-        struct Row {
-            QString key, cells[2];
-        };
+        struct Row { QString key, cells[2]; };
         std::vector<Row> rows, pending; // placed in the expected order; added since
         bool sorted = false;
         int sortKey = 0, sortOrder = 0;
@@ -301,12 +307,9 @@ private Q_SLOTS:
                     at < rows.size() ? void(rows.erase(rows.begin() + ptrdiff_t(at)))
                                      : void(pending.erase(pending.begin() + ptrdiff_t(at - rows.size())));
                 } else {
-                    sorted = random.bounded(4) != 0;
-                    sortKey = int(random.bounded(2));
-                    sortOrder = int(random.bounded(2));
-                    list.setSorted(sorted);
-                    list.setSortKey(qint16(sortKey));
-                    list.setSortOrder(qint16(sortOrder));
+                    list.setSorted(sorted = random.bounded(4) != 0);
+                    list.setSortKey(qint16(sortKey = int(random.bounded(2))));
+                    list.setSortOrder(qint16(sortOrder = int(random.bounded(2))));
                 }
             }
             if (random.bounded(3) == 0)
@@ -341,7 +344,6 @@ private Q_SLOTS:
         // A bulk load is announced once, when the event loop comes round.
         QCoreApplication::processEvents();
         QCOMPARE(inserted, (QList<QVariantList> { { QVariant::fromValue(QModelIndex()), 0, 899 } }));
-
         // Every third row removed, then enough rewrites of old rows that the store has to reclaim the space
         // they left.
         QStringList expected; // by position
@@ -354,8 +356,7 @@ private Q_SLOTS:
         const QString padding(150, QLatin1Char('x'));
         for (int n = 0; n < 20000; ++n) {
             const int p = int(random.bounded(expected.size())), j = int(random.bounded(8));
-            const QString text
-                = QStringLiteral("u%1.%2.").arg(n).arg(j) + padding.left(int(random.bounded(150)));
+            const QString text = QStringLiteral("u%1.%2.").arg(n).arg(j) + padding.left(int(random.bounded(150)));
             const ListItem item = list.ListItems().Item(keyOf(p));
             j ? item.setSubItems(j, text) : item.setText(CellValue::fromString(text));
             QStringList cells = expected[p].split(QLatin1Char('|'));
@@ -371,7 +372,6 @@ private Q_SLOTS:
         tester.emplace(tree->model(), reporting);
         expectRows(list, expected);
         QCOMPARE(failureOf([&] { list.ListItems().Item("T1"); }).number(), ElementNotFound);
-
         // The current row follows its row through a sort; a changed text in the sort column moves its row.
         tree->setCurrentIndex(tree->model()->index(10, 0));
         list.setSorted(true);
@@ -398,7 +398,6 @@ private Q_SLOTS:
         headers.Add("Id", "Id", 0, 2);
         fill(list, 0, { "x|z", "y", "w|a" });
         QVERIFY(shown(list));
-
         // Widths become pixels at 15 twips each; cells and headings take the column's alignment.
         QAbstractItemView *tree = list.itemView();
         QHeaderView *header = list.header();
@@ -410,7 +409,6 @@ private Q_SLOTS:
             seen << header->sectionSize(c) << align(tree->model()->index(0, c).data(Qt::TextAlignmentRole))
                  << align(tree->model()->headerData(c, Qt::Horizontal, Qt::TextAlignmentRole));
         QCOMPARE(seen, (QList<int> { 82, 1, 1, 100, 2, 2, 0, 4, 4 }));
-
         // Right of the last column still finds the row; the heading and the outside find none.
         QWidget *viewport = tree->viewport();
         QVERIFY(header->length() < viewport->width() - 3);
@@ -418,7 +416,6 @@ private Q_SLOTS:
         QCOMPARE(keyAt(list, viewport, QPoint(viewport->width() - 3, lastY)), "T3");
         QCOMPARE(keyAt(list, header, QPoint(10, header->height() / 2)), QString());
         QCOMPARE(keyAt(list, viewport, QPoint(viewport->width() + 20, lastY)), QString());
-
         // A click on a heading reports its column and leaves the order alone.
         QSignalSpy columnClicks(&list, &ListView::ColumnClick);
         QTest::mouseClick(header->viewport(), Qt::LeftButton, {}, { header->sectionPosition(1) + 50, 10 });
@@ -426,7 +423,6 @@ private Q_SLOTS:
         QCOMPARE(headers.Item("Importe"), amount);
         QCOMPARE(tree->model()->headerData(1, Qt::Horizontal).toString(), "Importe");
         expectRows(list, { "T1|x|z|", "T2|y||", "T3|w|a|" });
-
         // A width the user drags is reported in twips; the others keep theirs exactly.
         header->resizeSection(1, 150);
         QCOMPARE(amount->Width(), 2250.0f);
@@ -463,7 +459,6 @@ private Q_SLOTS:
         // Shift codes MouseUp reports, then the DblClick notices a double click at the same place gives.
         columns<int, Qt::MouseButton, Qt::KeyboardModifiers, QList<int>>(
             "row", "button", "modifiers", "notices");
-
         const Qt::KeyboardModifiers none, shiftCtrl(Qt::ShiftModifier | Qt::ControlModifier),
             ctrlAlt(Qt::ControlModifier | Qt::AltModifier);
         QTest::newRow("left on a row") << 2 << Qt::LeftButton << none << QList<int> { 1, 1, 0, 1 };
@@ -473,7 +468,6 @@ private Q_SLOTS:
         QTest::newRow("control alt left") << 3 << Qt::LeftButton << ctrlAlt << QList<int> { 1, 1, 6, 1 };
         QTest::newRow("left on empty space") << -1 << Qt::LeftButton << none << QList<int> { 0, 1, 0, 1 };
     }
-
     void mouse()
     {
         const auto [row, button, modifiers]
@@ -538,7 +532,6 @@ private Q_SLOTS:
         }
         // Everything goes back when the list goes.
         QVERIFY2(heapInUse() < before + 1024 * 1024, qPrintable(QString::number(heapInUse() - before)));
-
         // One row of 40 cells of 256 KB: it outgrows its chunk again and again, and must leave no copies.
         ListView list;
         list.ColumnHeaders().Add("id", "id", 100);
@@ -567,7 +560,6 @@ private Q_SLOTS:
         // A pair of surrogates is never cut.
         QTest::newRow("pairs across the end") << "a" + emoji.repeated(30000) << "a" + emoji.repeated(2047) + ellipsis;
     }
-
     void longTextIsCutWhereShown()
     {
         QFETCH(QString, text);
@@ -577,6 +569,152 @@ private Q_SLOTS:
         QTEST(list.itemView()->model()->index(0, 1).data().toString(), "cut");
         QCOMPARE(list.ListItems().Item(1).SubItems(1), text);
         list.itemView()->viewport()->repaint();
+    }
+
+    void cellTexts_data()
+    {
+        columns<QString, CellValue, QString>("locale", "cell", "expected");
+        const auto money = [](double v) { return CellValue::fromReal(v, Style::Money); };
+        const auto moneyInteger = [](qint64 v) { return CellValue::fromInteger(v, Style::Money); };
+        // 5 March 2008, at 14:30:15 when it has a time.
+        const auto march5 = [](bool hasTime, Style style) {
+            return CellValue::fromDate(QDate(2008, 3, 5).toJulianDay(), hasTime ? 52215000 : 0, hasTime, style);
+        };
+        // Name, cell, text under es_ES, text under en_US.
+        // clang-format off
+        const std::tuple<const char *, CellValue, const char *, const char *> rows[] = {
+            // "#,##0.00": always grouped, two decimals, rounded half away from zero as written.
+            { "money four digits", money(1234.5), "1.234,50", "1,234.50" },
+            { "money millions, third decimal 4", money(1234567.894), "1.234.567,89", "1,234,567.89" },
+            { "money negative", money(-1234.565), "-1.234,57", "-1,234.57" },
+            { "money 1.005 as written", money(1.005), "1,01", "1.01" },
+            { "money carry into grouping", money(999.995), "1.000,00", "1,000.00" },
+            { "money negative rounding to zero", money(-0.001), "0,00", "0.00" },
+            { "money three digits", money(999), "999,00", "999.00" },
+            { "money negative integer", moneyInteger(-1234567), "-1.234.567,00", "-1,234,567.00" },
+            { "money largest integer", moneyInteger(std::numeric_limits<qint64>::max()),
+                "9.223.372.036.854.775.807,00", "9,223,372,036,854,775,807.00" },
+            { "money style on text", CellValue::fromText("12.5", Style::Money), "12.5", "12.5" },
+            { "money style on boolean", { .kind = CellValue::Kind::Boolean, .style = Style::Money, .integer = 1 },
+                "Verdadero", "True" },
+            // A default date: the locale's short date with a four-digit year.
+            { "money style on a date", march5(false, Style::Money), "5/3/2008", "3/5/2008" },
+            // Plain numbers: no grouping, every digit the value needs.
+            { "integer", CellValue::fromInteger(1234567), "1234567", "1234567" },
+            { "negative integer", CellValue::fromInteger(-42), "-42", "-42" },
+            { "real", CellValue::fromReal(12345.678), "12345,678", "12345.678" },
+            { "negative fraction", CellValue::fromReal(-0.1), "-0,1", "-0.1" },
+            { "whole real", CellValue::fromReal(1e6), "1000000", "1000000" },
+            { "huge real", CellValue::fromReal(1e20), "1E+20", "1E+20" },
+            { "zero real", CellValue::fromReal(0), "0", "0" },
+            { "date style on integer", CellValue::fromInteger(39512, Style::Date), "39512", "39512" },
+            // Dates.
+            { "date pattern drops the time", march5(true, Style::Date), "05/03/2008", "05/03/2008" },
+            { "date pattern early year", CellValue::fromDate(QDate(812, 12, 25).toJulianDay(), 0, false, Style::Date),
+                "25/12/0812", "25/12/0812" },
+            { "default date and time", march5(true, Style::Default), "5/3/2008 14:30:15", "3/5/2008 14:30:15" },
+            { "default date at midnight with time", CellValue::fromDate(QDate(2024, 12, 31).toJulianDay(), 0, true),
+                "31/12/2024 00:00:00", "12/31/2024 00:00:00" },
+            // Booleans and text.
+            { "true", CellValue::fromBoolean(true), "Verdadero", "True" },
+            { "false", CellValue::fromBoolean(false), "Falso", "False" },
+            { "utf-8 text", CellValue::fromText("Año próximo"), "Año próximo", "Año próximo" },
+            { "empty", CellValue(), "", "" },
+        };
+        // clang-format on
+        for (const auto &[name, cell, spanish, english] : rows) {
+            QTest::addRow("es_ES %s", name) << QStringLiteral("es_ES") << cell << QString::fromUtf8(spanish);
+            QTest::addRow("en_US %s", name) << QStringLiteral("en_US") << cell << QString::fromUtf8(english);
+        }
+        // The pattern's separator is the locale's own date separator.
+        QTest::addRow("de_DE date pattern") << "de_DE" << march5(false, Style::Date) << "05.03.2008";
+        QTest::addRow("es_MX boolean") << "es_MX" << CellValue::fromBoolean(true) << "Verdadero";
+    }
+    void cellTexts()
+    {
+        const auto [locale, cell] = fetch<QString, CellValue>("locale", "cell");
+        QTEST(cellText(cell, QLocale(locale)), "expected");
+    }
+
+    void defaultLocaleAndOwnedText()
+    {
+        // Without a locale the default one decides; a value made from a QString keeps its own bytes
+        // through copies, after its source and the original are gone.
+        const QLocale saved;
+        CellValue copy;
+        {
+            CellValue original = CellValue::fromString(QStringLiteral("Señal %1").arg(42));
+            copy = original;
+            original = CellValue::fromString(QStringLiteral("otro texto más largo que el primero"));
+        }
+        QStringList texts;
+        for (const char *name : { "es_ES", "en_US" }) {
+            QLocale::setDefault(QLocale(QString::fromLatin1(name)));
+            texts << cellText(CellValue::fromReal(1234.5, Style::Money)) << cellText(copy);
+        }
+        QLocale::setDefault(saved);
+        QCOMPARE(texts, (QStringList { "1.234,50", "Señal 42", "1,234.50", "Señal 42" }));
+    }
+
+    void tabStripSteps_data()
+    {
+        // The strip gets tabs i1…i3 while shown. Steps: "c<n>" clicks tab n, "r"/"l" press an arrow key,
+        // "s<n>" calls selectTab(n), "x" clears and refills the strip, "e" adds a tab without a key.
+        // Steps that must fail: "o<n>" selectTab(n), "p<n>" Item(n), "k<key>" Item(key), "a<key>" Add(key).
+        // Seen: the selected tab as each Click handler sees it.
+        columns<QString, QString, int, int>("steps", "seen", "selected", "count");
+        // clang-format off
+        QTest::newRow("clicks on the selected tab are no change") << "c1 c2 c3 c3 c1" << "2 3 1" << 1 << 3;
+        QTest::newRow("keyboard, also past the last tab") << "r r r l" << "2 3 2" << 2 << 3;
+        QTest::newRow("selectTab notifies, also on the selected tab") << "s2 s2 o4 o0 c2 c3" << "2 2 3" << 3 << 3;
+        QTest::newRow("clear and refill are silent") << "s3 x c2" << "3 2" << 2 << 3;
+        QTest::newRow("lookups and a repeated key") << "p0 p4 ki9 ai2" << "" << 1 << 3;
+        QTest::newRow("empty keys repeat and name no tab") << "e e k" << "" << 1 << 5;
+        // clang-format on
+    }
+    void tabStripSteps()
+    {
+        QFETCH(QString, steps);
+        TabStrip strip;
+        strip.resize(500, 40);
+        strip.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&strip));
+        const auto selectedIndex = [&] { return strip.SelectedItem() ? strip.SelectedItem()->Index() : 0; };
+        QStringList seen;
+        connect(&strip, &TabStrip::Click, this, [&] { seen << QString::number(selectedIndex()); });
+        fill(strip, 3);
+        for (const QString &step : steps.split(QLatin1Char(' '))) {
+            const int n = step.mid(1).toInt();
+            if (step[0] == u'c')
+                QTest::mouseClick(strip.tabBar(), Qt::LeftButton, {}, strip.tabBar()->tabRect(n - 1).center());
+            else if (step[0] == u's')
+                strip.selectTab(n);
+            else if (step[0] == u'o')
+                QCOMPARE(failureOf([&] { strip.selectTab(n); }).number(), IndexOutOfBounds);
+            else if (step[0] == u'p')
+                QCOMPARE(failureOf([&] { strip.Tabs().Item(n); }).number(), IndexOutOfBounds);
+            else if (step[0] == u'k')
+                QCOMPARE(failureOf([&] { strip.Tabs().Item(step.mid(1)); }).number(), ElementNotFound);
+            else if (step[0] == u'a')
+                QCOMPARE(failureOf([&] { strip.Tabs().Add(step.mid(1), "again"); }).number(), KeyNotUnique);
+            else if (step[0] == u'e')
+                QCOMPARE(failureOf([&] { strip.Tabs().Add(QString(), "no key"); }).number(), 0);
+            else if (step[0] == u'x') {
+                strip.Tabs().Clear();
+                QCOMPARE(selectedIndex(), 0);
+                fill(strip, 3);
+            } else
+                QTest::keyClick(strip.tabBar(), step[0] == u'r' ? Qt::Key_Right : Qt::Key_Left);
+        }
+        QCoreApplication::processEvents();
+        QTEST(seen.join(QLatin1Char(' ')), "seen");
+        QTEST(selectedIndex(), "selected");
+        QTEST(strip.Tabs().Count(), "count");
+        QTEST(strip.tabBar()->count(), "count");
+        // The tab that has the key stays as it was, found by key and by position.
+        QCOMPARE(strip.Tabs().Item("i2"), strip.Tabs().Item(2));
+        QCOMPARE(strip.Tabs().Item(2)->Caption(), "Tab 2");
+        QCOMPARE(strip.tabBar()->tabText(1), "Tab 2");
     }
 };
 

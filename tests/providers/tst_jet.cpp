@@ -3,6 +3,7 @@
 // The files are copies, checked unchanged at the end.
 
 #include "support/Fixtures.h"
+#include "support/Rows.h"
 #include "support/Scripted.h"
 
 #include <Brennvox10/Brennvox10.h>
@@ -40,15 +41,13 @@ class tst_jet : public QObject {
     std::unique_ptr<UnchangedFiles> unchanged;
     std::shared_ptr<ReporterLog> reports;
 
-    QStringList rows(const QString &connection, const QString &file, const QString &password, const QString &def)
+    QStringList rows(const QString &file, const QString &password, const QString &def, const QString &connection = Jet)
     {
-        const QString conf = scratch.filePath(QStringLiteral("list.conf"));
-        writeText(conf, def);
         ctlListRecord list;
         list.lrConnectionString(connection);
         list.lrDataSource(file);
         list.lrPassword(password);
-        list.lrConfigFileName(conf);
+        list.lrConfigFileName(writeBytes(scratch.filePath("list.conf"), def.toUtf8()));
         list.Showme();
         return rowTexts(*list.ActiveListView());
     }
@@ -58,8 +57,8 @@ private slots:
     {
         reports = scriptReporter();
         scriptServices();
-        for (const QString &name : QDir(QStringLiteral(JET_FIXTURES)).entryList({ QStringLiteral("*.mdb") }))
-            QVERIFY(QFile::copy(QStringLiteral(JET_FIXTURES "/") + name, files.filePath(name)));
+        for (const QString &name : QDir(JET_FIXTURES).entryList({ "*.mdb" }))
+            QVERIFY(QFile::copy(JET_FIXTURES "/" + name, files.filePath(name)));
         unchanged = std::make_unique<UnchangedFiles>(files.path());
     }
     void cleanupTestCase() { QVERIFY2(unchanged->intact(), qPrintable(unchanged->changes())); }
@@ -71,9 +70,7 @@ private slots:
 
     void typesShowAsOnEveryProvider_data()
     {
-        QTest::addColumn<QString>("file");
-        QTest::addColumn<QString>("locale");
-        QTest::addColumn<QStringList>("expected");
+        columns<QString, QString, QStringList>("file", "locale", "expected");
         const QStringList c = { "Tabcdefg|abcdefg|3.50|21/09/1974|True|444.555|2|222|333333333",
             "Ta|a|0.00|12/12/1981|False|0|0|0|0" };
         const QStringList es = { "Tabcdefg|abcdefg|3,50|21/09/1974|Verdadero|444,555|2|222|333333333",
@@ -84,21 +81,17 @@ private slots:
     }
     void typesShowAsOnEveryProvider()
     {
-        QFETCH(QString, file);
-        QFETCH(QString, locale);
+        const auto [file, locale] = fetch<QString, QString>("file", "locale");
         QLocale::setDefault(QLocale(locale));
-        const QStringList shown = rows(Jet, files.filePath(file), QString(),
-            definition(QStringLiteral("select * from Table1 order by A desc"), { "A", "H", "G", "I", "F", "C", "D", "E" }));
-        QCOMPARE(reports->described().join(QLatin1Char('\n')), QString());
+        const QStringList shown = rows(files.filePath(file), QString(),
+            definition("select * from Table1 order by A desc", { "A", "H", "G", "I", "F", "C", "D", "E" }));
+        QCOMPARE(reports->described(), QStringList());
         QTEST(shown, "expected");
     }
 
     void passwords_data()
     {
-        QTest::addColumn<QString>("file");
-        QTest::addColumn<QString>("password");
-        QTest::addColumn<int>("rows");
-        QTest::addColumn<QString>("reported");
+        columns<QString, QString, int, QString>("file", "password", "rows", "reported");
         QTest::newRow("right") << "jet4-password.mdb" << "password" << 3 << "";
         QTest::newRow("wrong") << "jet4-password.mdb" << "Password" << 0 << "Not a valid password.";
         QTest::newRow("missing") << "jet4-password.mdb" << "" << 0 << "Not a valid password.";
@@ -108,39 +101,32 @@ private slots:
     }
     void passwords()
     {
-        QFETCH(QString, file);
-        QFETCH(QString, password);
-        QFETCH(QString, reported);
-        const QString path = file.startsWith(QLatin1String("..")) ? scratch.filePath(QStringLiteral("list.conf")) : files.filePath(file);
-        const QStringList shown
-            = rows(Jet, path, password, definition(QStringLiteral("select * from Table1"), { "ID", "Data" }));
+        const auto [file, password, reported] = fetch<QString, QString, QString>("file", "password", "reported");
+        const QString path = file.startsWith("..") ? scratch.filePath("list.conf") : files.filePath(file);
+        const QStringList shown = rows(path, password, definition("select * from Table1", { "ID", "Data" }));
         QTEST(int(shown.size()), "rows");
-        if (reported.isEmpty()) {
-            QCOMPARE(reports->described().join(QLatin1Char('\n')), QString());
-            QCOMPARE(shown.first(), QStringLiteral("T1|1|One"));
-        } else {
-            // The tab queries meet it first, as they would an SQLite file that cannot be opened.
-            QVERIFY2(reports->reports.value(0).description.contains(reported), qPrintable(reports->described().join('\n')));
-        }
+        // A failure meets the tab queries first, as they would an SQLite file that cannot be opened.
+        QVERIFY2(reported.isEmpty() ? reports->reports.isEmpty() && shown.first() == "T1|1|One"
+                                    : reports->reports.value(0).description.contains(reported),
+            qPrintable(reports->described().join('\n')));
     }
 
     // Jet SQL (functions, & and #date# literals) on the Jet file and on its SQLite copy.
     void jetSqlSameOnTheFileAndItsCopy()
     {
-        const QString copy = scratch.filePath(QStringLiteral("copia.db"));
+        const QString copy = scratch.filePath("copia.db");
         QProcess import;
-        import.start(QStringLiteral(IMPORT_TOOL), { files.filePath(QStringLiteral("jet4-types.mdb")), copy });
+        import.start(IMPORT_TOOL, { files.filePath("jet4-types.mdb"), copy });
         QVERIFY(import.waitForFinished(30000));
         QCOMPARE(import.exitCode(), 0);
         QVERIFY(import.readAllStandardOutput().contains("Table1: 2 rows"));
-        const QString def = definition(QStringLiteral("select A, Year(G) as Y, IIf(I, 'si', 'no') as S, Format(G, 'dd/mm/yyyy') "
-                                                      "& ' ' & UCase(B) as T from Table1 where G > #1/1/1975#"),
+        const QString def = definition("select A, Year(G) as Y, IIf(I, 'si', 'no') as S, Format(G, 'dd/mm/yyyy') "
+                                       "& ' ' & UCase(B) as T from Table1 where G > #1/1/1975#",
             { "A", "Y", "S", "T" });
-        const QStringList jet = rows(Jet, files.filePath(QStringLiteral("jet4-types.mdb")), QString(), def);
-        const QStringList sqlite = rows(QStringLiteral("Provider=SQLite;Data Source="), copy, QString(), def);
-        QCOMPARE(reports->described().join(QLatin1Char('\n')), QString());
+        const QStringList jet = rows(files.filePath("jet4-types.mdb"), QString(), def);
+        QCOMPARE(rows(copy, QString(), def, "Provider=SQLite;Data Source="), jet);
+        QCOMPARE(reports->described(), QStringList());
         QCOMPARE(jet, QStringList { "Ta|a|1981|no|12/12/1981 B" });
-        QCOMPARE(sqlite, jet);
     }
 };
 

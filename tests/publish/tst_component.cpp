@@ -52,7 +52,6 @@ private Q_SLOTS:
         QTest::newRow("the member's own failure") << ListRecord << 0x68030001 << 2 << QVariantList { 5 }
                                                   << ExceptionOccurred << 9;
     }
-
     void dispatchFailures()
     {
         auto [clsid, dispid, flags, args]

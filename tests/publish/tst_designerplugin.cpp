@@ -41,7 +41,6 @@ private Q_SLOTS:
         QTest::addRow("filter") << "Brennvox10::ctlFilter" << "<Brennvox10/ctlFilter.h>";
         QTest::addRow("menu") << "Brennvox10::ctlMenu" << "<Brennvox10/ctlMenu.h>";
     }
-
     void widget()
     {
 #ifdef BV_DESIGNER_PLUGIN
@@ -53,7 +52,6 @@ private Q_SLOTS:
         QTEST(w->includeFile(), "header");
         QVERIFY(!w->isContainer());
         QCOMPARE(w->icon().pixmap(16, 15).size(), QSize(16, 15)); // a null picture has none
-
         // Designer places what domXml describes: a widget of this very class, with a usable size.
         QDomDocument dom;
         QVERIFY(dom.setContent(w->domXml()));

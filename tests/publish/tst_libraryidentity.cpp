@@ -63,7 +63,6 @@ private Q_SLOTS:
         QTest::addRow("no table") << readBytes(QStringLiteral(BV_INFO_TOOL)) << "no Brennvox10 version table";
         QTest::addRow("table damaged") << badMagic << "damaged version table";
     }
-
     void damagedFiles()
     {
         const auto [bytes, message] = fetch<QByteArray, QString>("bytes", "message");
@@ -79,7 +78,6 @@ private Q_SLOTS:
         for (int id : { 29999, 30000, 30001, 30002, 30003, 30004, 0 })
             QTest::addRow("%d", id) << id << (id >= 30000 && id <= 30003);
     }
-
     void toolboxPictures()
     {
         const auto [id, exists] = fetch<int, bool>("id", "exists");

@@ -58,11 +58,7 @@ class UnchangedFiles {
 public:
     // Files named in `mayChange` (relative to the folder) may be rewritten, but not appear or vanish.
     explicit UnchangedFiles(const QString &folder, const QStringList &mayChange = {})
-        : m_folder(folder)
-        , m_mayChange(mayChange)
-        , m_before(hashes())
-    {
-    }
+        : m_folder(folder), m_mayChange(mayChange), m_before(hashes()) { }
     bool intact() const { return hashes() == m_before; }
     QString changes() const
     {

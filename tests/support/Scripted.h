@@ -42,10 +42,7 @@ struct ReporterLog {
 
 class ScriptedReporter : public Brennvox10::ErrorReporter {
 public:
-    explicit ScriptedReporter(std::shared_ptr<ReporterLog> log)
-        : m_log(std::move(log))
-    {
-    }
+    explicit ScriptedReporter(std::shared_ptr<ReporterLog> log) : m_log(std::move(log)) { }
     qint16 ReportError(
         qint32 &number, QString &description, QString &source, QString &controlText, qint16 &flag) override
     {
@@ -80,10 +77,7 @@ struct ServicesLog {
 
 class ScriptedServices : public Brennvox10::Services {
 public:
-    explicit ScriptedServices(std::shared_ptr<ServicesLog> log)
-        : m_log(std::move(log))
-    {
-    }
+    explicit ScriptedServices(std::shared_ptr<ServicesLog> log) : m_log(std::move(log)) { }
     void messageBox(const QString &text) override { m_log->messages << text; }
     std::optional<QString> inputBox(const QString &prompt) override
     {
@@ -97,8 +91,7 @@ public:
     }
     bool fileExists(const QString &path) override
     {
-        const QFileInfo info(path);
-        return !path.isEmpty() && info.isFile() && !info.isHidden();
+        return !path.isEmpty() && QFileInfo(path).isFile() && !QFileInfo(path).isHidden();
     }
     QDate today() override { return QDate(2024, 2, 29); }
     QString libraryFolder() override { return m_log->libraryFolder; }

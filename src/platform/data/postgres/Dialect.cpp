@@ -151,21 +151,17 @@ public:
         }
         if (m_inserts.empty())
             return m_sql;
-        // Applied back to front, so that earlier positions stay valid; the inserts at one position
-        // keep the order they were made in.
+        // One pass front to back; the inserts at one position keep the order they were made in.
         std::stable_sort(m_inserts.begin(), m_inserts.end(),
             [](const auto &a, const auto &b) { return a.first < b.first; });
-        QString result = m_sql;
-        for (size_t end = m_inserts.size(); end > 0;) {
-            size_t begin = end - 1;
-            while (begin > 0 && m_inserts[begin - 1].first == m_inserts[end - 1].first)
-                --begin;
-            QString text;
-            for (size_t k = begin; k < end; ++k)
-                text += m_inserts[k].second;
-            result.insert(m_inserts[begin].first, text);
-            end = begin;
+        QString result;
+        qsizetype copied = 0;
+        for (const auto &[position, text] : m_inserts) {
+            result += QStringView(m_sql).sliced(copied, position - copied);
+            result += text;
+            copied = position;
         }
+        result += QStringView(m_sql).sliced(copied);
         return result;
     }
 

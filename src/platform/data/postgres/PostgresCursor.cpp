@@ -10,6 +10,7 @@
 #include <limits>
 
 #include <poll.h>
+#include <sys/socket.h>
 
 namespace Brennvox10::data::postgres {
 
@@ -198,7 +199,7 @@ std::unique_ptr<PostgresCursor> PostgresCursor::open(const ConnectionText &conne
         cursor->commandResult(PGRES_COMMAND_OK);
         cursor->m_fromCursor = true;
         cursor->requestBatch();
-        cursor->takeBatch();
+        cursor->takeFirstBatch();
         described = cursor->m_batch.get();
     } else {
         // The unnamed statement: one statement only, and described before it runs, so that a text
@@ -251,34 +252,153 @@ void PostgresCursor::requestBatch()
         failDatabase(trimmedMessage(PQerrorMessage(m_connection.get())));
 }
 
-// Takes the batch asked for and asks for the next one, which the server makes while this one is
-// read. False when the cursor has no more rows.
-bool PostgresCursor::takeBatch()
+namespace {
+
+// Small at first, so that slow rows show soon and a line limit wastes little; then as many as fill
+// a batch of about batchBytes.
+int nextBatchRows(const PGresult *batch)
+{
+    const int count = PQntuples(batch), columns = PQnfields(batch);
+    qint64 bytes = 1;
+    for (int r = 0; r < count; ++r)
+        for (int c = 0; c < columns; ++c)
+            bytes += PQgetlength(batch, r, c) + 8;
+    const qint64 fitting = qint64(count) * batchBytes / bytes;
+    return int(std::clamp<qint64>(std::min<qint64>(fitting, qint64(count) * 4), minBatchRows, maxBatchRows));
+}
+
+} // namespace
+
+// The first batch gives the columns; the reader thread asks for the rest.
+void PostgresCursor::takeFirstBatch()
 {
     const int asked = m_batchRows;
     m_batch = commandResult(PGRES_TUPLES_OK);
     m_count = PQntuples(m_batch.get());
     m_index = 0;
     if (m_count < asked) {
-        m_lastBatch = true;
         m_done = true;
-    } else {
-        qint64 bytes = 1;
-        const int columns = PQnfields(m_batch.get());
-        for (int r = 0; r < m_count; ++r)
-            for (int c = 0; c < columns; ++c)
-                bytes += PQgetlength(m_batch.get(), r, c) + 8;
-        // Small at first, so that slow rows show soon and a line limit wastes little; then as many
-        // as fill the batch.
-        const qint64 fitting = qint64(m_count) * batchBytes / bytes;
-        m_batchRows = int(std::clamp<qint64>(std::min<qint64>(fitting, qint64(m_count) * 4), minBatchRows, maxBatchRows));
-        requestBatch();
+        return;
     }
-    return m_count > 0;
+    m_batchRows = nextBatchRows(m_batch.get());
+    m_cancel = PQgetCancel(m_connection.get());
+    m_reader = std::make_unique<Reader>();
+    m_reader->socket = PQsocket(m_connection.get());
+    m_reader->thread = std::thread([this] { readBatches(); });
+}
+
+void PostgresCursor::readBatches()
+{
+    Reader &r = *m_reader;
+    PGconn *db = m_connection.get();
+    int rows = m_batchRows;
+    for (;;) {
+        {
+            std::unique_lock lock(r.mutex);
+            r.changed.wait(lock, [&] { return r.stop || r.batches.size() < 2; });
+            if (r.stop)
+                break;
+        }
+        const QByteArray fetch = "FETCH FORWARD " + QByteArray::number(rows) + " FROM bv_rows";
+        Result batch;
+        if (PQsendQueryParams(db, fetch.constData(), 0, nullptr, nullptr, nullptr, nullptr, 0)) {
+            batch.reset(PQgetResult(db));
+            while (PGresult *more = PQgetResult(db))
+                PQclear(more);
+        }
+        std::lock_guard lock(r.mutex);
+        if (PQresultStatus(batch.get()) != PGRES_TUPLES_OK) {
+            r.failure = std::move(batch);
+            r.failed = true;
+            break;
+        }
+        const int count = PQntuples(batch.get()), asked = rows;
+        rows = nextBatchRows(batch.get());
+        r.batches.push_back(std::move(batch));
+        r.changed.notify_all();
+        if (count < asked)
+            break;
+    }
+    std::lock_guard lock(r.mutex);
+    r.finished = true;
+    r.changed.notify_all();
+}
+
+// The next batch the reader made, waiting for it with the window kept alive; false at the end.
+bool PostgresCursor::takeQueuedBatch()
+{
+    Reader &r = *m_reader;
+    auto giveUpAt = std::chrono::steady_clock::time_point::max();
+    std::unique_lock lock(r.mutex);
+    while (r.batches.empty() && !r.finished) {
+        lock.unlock();
+        busy::tick();
+        const auto now = std::chrono::steady_clock::now();
+        if ((!m_cancelled && busy::cancelRequested()) || (!m_late && now > m_deadline)) {
+            m_cancelled = m_cancelled || busy::cancelRequested();
+            m_late = !m_cancelled;
+            cancelServer();
+            giveUpAt = now + cancelGrace;
+        }
+        if (now > giveUpAt) {
+            stopReader();
+            failWith(nullptr);
+        }
+        lock.lock();
+        r.changed.wait_for(lock, std::chrono::milliseconds(pollPeriodMs),
+            [&] { return !r.batches.empty() || r.finished; });
+    }
+    if (!r.batches.empty()) {
+        m_batch = std::move(r.batches.front());
+        r.batches.pop_front();
+        r.changed.notify_all();
+        m_count = PQntuples(m_batch.get());
+        m_index = 0;
+        return m_count > 0;
+    }
+    m_done = true;
+    const bool failed = r.failed;
+    lock.unlock();
+    if (!failed)
+        return false;
+    // The reader is done with the connection: its message may be read here.
+    stopReader();
+    failWith(r.failure.get());
+}
+
+void PostgresCursor::stopReader()
+{
+    if (!m_reader || !m_reader->thread.joinable())
+        return;
+    bool finished = false;
+    {
+        std::lock_guard lock(m_reader->mutex);
+        m_reader->stop = true;
+        finished = m_reader->finished;
+        m_reader->changed.notify_all();
+    }
+    // A batch on its way would end by itself, but a server that stopped answering would not: the
+    // connection is being closed anyway, so it is cut.
+    if (!finished)
+        ::shutdown(m_reader->socket, SHUT_RDWR);
+    m_reader->thread.join();
+}
+
+void PostgresCursor::cancelServer()
+{
+    if (m_cancel) {
+        char error[256];
+        PQcancel(m_cancel, error, sizeof error);
+    } else {
+        cancel(m_connection.get());
+    }
 }
 
 PostgresCursor::~PostgresCursor()
 {
+    stopReader();
+    if (m_cancel)
+        PQfreeCancel(m_cancel);
     // Closed before its end (the line limit): the server would otherwise go on producing rows
     // nobody reads.
     if (m_connection && !m_fromCursor && !m_done && PQstatus(m_connection.get()) == CONNECTION_OK
@@ -339,8 +459,8 @@ void PostgresCursor::checkTime()
         m_late = true;
     else
         return;
-    if (PQtransactionStatus(m_connection.get()) == PQTRANS_ACTIVE)
-        cancel(m_connection.get());
+    if (m_reader || PQtransactionStatus(m_connection.get()) == PQTRANS_ACTIVE)
+        cancelServer();
     failWith(nullptr);
 }
 
@@ -353,7 +473,7 @@ bool PostgresCursor::next()
         if (m_batch && ++m_index < m_count)
             return true;
         m_batch.reset();
-        return !m_lastBatch && takeBatch();
+        return m_reader && !m_done && takeQueuedBatch();
     }
     m_batch.reset();
     if (m_done)

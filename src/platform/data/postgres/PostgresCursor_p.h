@@ -10,6 +10,11 @@
 
 #include <libpq-fe.h>
 
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <thread>
+
 namespace Brennvox10::data::postgres {
 
 struct ConnectionCloser {
@@ -59,7 +64,12 @@ private:
     Result commandResult(ExecStatusType expected);
     [[noreturn]] void failWith(const PGresult *result);
     void requestBatch();
-    bool takeBatch();
+    void takeFirstBatch();
+    // The reader thread's loop, and the user-interface thread's side of it.
+    void readBatches();
+    bool takeQueuedBatch();
+    void stopReader();
+    void cancelServer();
     void checkTime();
 
     Connection m_connection;
@@ -67,7 +77,22 @@ private:
     int m_index = 0;
     int m_count = 0;
     bool m_fromCursor = false;
-    bool m_lastBatch = false; // a batch came short: the cursor has no more rows
+    // After the first batch a thread of the cursor's own asks for the next ones and keeps up to two
+    // ready, so that the server and libpq work while the list takes rows. From then on only that
+    // thread uses the connection; this one cancels through m_cancel.
+    struct Reader {
+        std::mutex mutex;
+        std::condition_variable changed;
+        std::deque<Result> batches;
+        Result failure; // the answer that failed, if one did
+        bool failed = false;
+        bool finished = false; // nothing more will come
+        bool stop = false;
+        int socket = -1; // the connection's, to cut it should the server stop answering
+        std::thread thread;
+    };
+    std::unique_ptr<Reader> m_reader;
+    PGcancel *m_cancel = nullptr;
     int m_batchRows = 64;
     int m_rowsToCheck = 0; // rows left before the next look at the clock
     std::vector<Kind> m_kinds;
