@@ -66,7 +66,9 @@ case "$what" in
     "$build/bench/bench_interaction" "$@"
     # The demo host driven by mouse and keyboard over a million invoices: a table of its steps' times.
     DEMO_HOST_ROWS=1000000 "$build/examples/demo/tst_demo_host" -silent
-    exec "$build/bench/bench_filter" "$@" ;;
+    "$build/bench/bench_filter" "$@"
+    # Each Jet fixture's tables, cold and warm, beside mdb-export.
+    exec "$build/bench/bench_jet" ;;
   *)
     echo "usage: $0 demo|test|bench [options]" >&2; exit 2 ;;
 esac
