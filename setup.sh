@@ -24,6 +24,10 @@ if [ ${#missing[@]} -gt 0 ]; then
   DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 fi
 
+# Every clone compiles the same sources: ccache keys on paths relative to the clone, so that a fresh
+# clone reuses what an earlier one compiled.
+export CCACHE_BASEDIR="$PWD" CCACHE_NOHASHDIR=1
+
 build=${BUILD_DIR:-build}
 cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
 cmake --build "$build"
