@@ -162,10 +162,9 @@ public:
             columns << quotedName(QString::fromUtf8(cols[c]->name)) + QLatin1Char(' ')
                     + QLatin1String(declaredType(cols[c]->col_type));
             marks << QStringLiteral("?");
-            if (cols[c]->col_type != MDB_OLE) {
-                bound[c] = QByteArray(qsizetype(bindBytes) + 1, '\0');
-                mdb_bind_column(table, int(c) + 1, bound[c].data(), &lengths[c]);
-            }
+            // OLE columns too: mdbtools reads an object through the pointer the row binds.
+            bound[c] = QByteArray(qsizetype(bindBytes) + 1, '\0');
+            mdb_bind_column(table, int(c) + 1, bound[c].data(), &lengths[c]);
         }
         const QString name = quotedName(QString::fromUtf8(table->name));
         exec(target, QStringLiteral("CREATE TABLE %1 (%2)").arg(name, columns.join(QStringLiteral(", "))));
@@ -202,6 +201,10 @@ private:
     void bind(sqlite3_stmt *statement, int at, MdbColumn *col, const QByteArray &buffer, int length)
     {
         if (col->col_type == MDB_OLE) {
+            if (length <= 0) {
+                sqlite3_bind_null(statement, at);
+                return;
+            }
             size_t size = 0;
             void *data = mdb_ole_read_full(m_mdb, col, &size);
             if (data && size)
