@@ -163,7 +163,7 @@ public:
                     + QLatin1String(declaredType(cols[c]->col_type));
             marks << QStringLiteral("?");
             // OLE columns too: mdbtools reads an object through the pointer the row binds.
-            bound[c] = QByteArray(qsizetype(bindBytes) + 1, '\0');
+            bound[c] = QByteArray(qsizetype(bindBytes) + 1, Qt::Uninitialized);
             mdb_bind_column(table, int(c) + 1, bound[c].data(), &lengths[c]);
         }
         const QString name = quotedName(QString::fromUtf8(table->name));
