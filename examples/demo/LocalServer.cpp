@@ -40,6 +40,27 @@ struct ResultCloser {
 using Connection = std::unique_ptr<PGconn, PgCloser>;
 using Result = std::unique_ptr<PGresult, ResultCloser>;
 
+// A connection, or null with the server's words in error.
+Connection connectTo(const QByteArray &conninfo, QString &error)
+{
+    Connection db(PQconnectdb(conninfo.constData()));
+    if (PQstatus(db.get()) == CONNECTION_OK)
+        return db;
+    error = QString::fromUtf8(PQerrorMessage(db.get())).trimmed();
+    return nullptr;
+}
+
+// Runs one statement on db; false with the server's words in error.
+bool runOn(PGconn *db, const QString &sql, QString &error)
+{
+    const Result result(PQexec(db, sql.toUtf8().constData()));
+    const auto status = PQresultStatus(result.get());
+    if (status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK || status == PGRES_COPY_IN)
+        return true;
+    error = QString::fromUtf8(PQresultErrorMessage(result.get())).trimmed() + QStringLiteral(" in: ") + sql;
+    return false;
+}
+
 QString quoted(const QString &name)
 {
     QString text = name;
@@ -219,6 +240,11 @@ QString LocalServer::connectionString(const QString &database) const
     return QStringLiteral("host=%1 port=5432 dbname=%2 user=%3").arg(folder(), database, QLatin1String(user));
 }
 
+QByteArray LocalServer::ownerConnectionString(const QString &database) const
+{
+    return (connectionString(database) + QStringLiteral(" password=") + QLatin1String(password)).toUtf8();
+}
+
 QString LocalServer::writeConnectionFile(const QString &database, const QString &name) const
 {
     const QString path = m_dir->filePath(name.isEmpty() ? database + QStringLiteral(".pgconn") : name);
@@ -230,16 +256,8 @@ QString LocalServer::writeConnectionFile(const QString &database, const QString 
 
 bool LocalServer::execute(const QString &database, const QString &sql)
 {
-    const QByteArray conninfo = (connectionString(database) + QStringLiteral(" password=")
-        + QLatin1String(password)).toUtf8();
-    Connection db(PQconnectdb(conninfo.constData()));
-    if (PQstatus(db.get()) != CONNECTION_OK)
-        return fail(QString::fromUtf8(PQerrorMessage(db.get())).trimmed());
-    const Result result(PQexec(db.get(), sql.toUtf8().constData()));
-    const auto status = PQresultStatus(result.get());
-    if (status != PGRES_COMMAND_OK && status != PGRES_TUPLES_OK)
-        return fail(QString::fromUtf8(PQresultErrorMessage(result.get())).trimmed());
-    return true;
+    const Connection db = connectTo(ownerConnectionString(database), m_error);
+    return db && runOn(db.get(), sql, m_error);
 }
 
 bool LocalServer::copySqlite(const QString &sqlitePath, const QString &database)
@@ -257,18 +275,10 @@ bool LocalServer::copySqlite(const QString &sqlitePath, const QString &database)
         return std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt *)>(statement, sqlite3_finalize);
     };
 
-    const QByteArray conninfo = (connectionString(database) + QStringLiteral(" password=")
-        + QLatin1String(password)).toUtf8();
-    Connection db(PQconnectdb(conninfo.constData()));
-    if (PQstatus(db.get()) != CONNECTION_OK)
-        return fail(QString::fromUtf8(PQerrorMessage(db.get())).trimmed());
-    auto exec = [&](const QString &sql) {
-        const Result result(PQexec(db.get(), sql.toUtf8().constData()));
-        const auto status = PQresultStatus(result.get());
-        if (status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK || status == PGRES_COPY_IN)
-            return true;
-        return fail(QString::fromUtf8(PQresultErrorMessage(result.get())).trimmed() + QStringLiteral(" in: ") + sql);
-    };
+    const Connection db = connectTo(ownerConnectionString(database), m_error);
+    if (!db)
+        return false;
+    auto exec = [&](const QString &sql) { return runOn(db.get(), sql, m_error); };
 
     QStringList tables, indexes;
     for (auto list = prepare(QStringLiteral("select type, name, sql from sqlite_master where sql is not null "

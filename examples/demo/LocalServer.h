@@ -49,6 +49,7 @@ public:
 
 private:
     bool run(const QStringList &command, int timeoutMs = 120000);
+    QByteArray ownerConnectionString(const QString &database) const; // with the password
     bool fail(const QString &what);
 
     std::unique_ptr<QTemporaryDir> m_dir;

@@ -190,8 +190,11 @@ int main(int argc, char **argv)
     if (unattendedMode)
         unattended::install(QCoreApplication::applicationDirPath());
 
-    HostOptions options { parser.value(dbOption), parser.value(confOption), parser.value(clientsOption),
-        parser.value(tabOption) == QLatin1String("clientes") };
+    HostOptions options;
+    options.db = parser.value(dbOption);
+    options.conf = parser.value(confOption);
+    options.clientsConf = parser.value(clientsOption);
+    options.startOnClients = parser.value(tabOption) == QLatin1String("clientes");
     if (parser.isSet(rowsOption)) {
         bool numeric = false;
         const long rows = parser.value(rowsOption).toLong(&numeric);
