@@ -4,8 +4,8 @@
 //
 //   bench_jet [--reps R] [FILE.mdb ...]      (default: every fixture in ../shared/fixtures/jet)
 
-#include "platform/data/Recordset.h"
-#include "platform/data/jet/JetImage.h"
+#include "sql/Recordset.h"
+#include "sql/jet/JetImage.h"
 
 #include <Brennvox10/Failure.h>
 

@@ -1,6 +1,6 @@
 // Cells of every kind and style: any value formats under the locales hosts use, and a row store
 // gives back exactly the values it was given, whatever their sizes and order of writing.
-#include "platform/widgets/RowStore_p.h"
+#include "listview/rows/RowStore_p.h"
 
 #include <Brennvox10/ListView.h>
 

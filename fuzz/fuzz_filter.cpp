@@ -3,7 +3,7 @@
 //
 // Input: one byte of check flags (bit n: condition n+1), one byte per condition's operator, then
 // the page 1 field, page 2 field and the four value texts, separated by '\n', as UTF-8 (any bytes).
-#include "filter/FilterText.h"
+#include "controls/filter/FilterText.h"
 
 #include <QByteArrayList>
 #include <QStringList>

@@ -2,7 +2,7 @@
 // line each. It reads the ELF section headers itself and never loads the file, so it also works on
 // a library built for another machine or one whose dependencies are missing.
 
-#include "VersionBlock.h"
+#include "component/VersionBlock.h"
 
 #include <elf.h>
 

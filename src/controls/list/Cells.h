@@ -1,0 +1,22 @@
+#pragma once
+// Turning a database field into what a list cell keeps: the typed value and, for columns after the
+// first, the pattern its ADO type asks for (currency "#,##0.00", date "dd/mm/yyyy"). A Null has no
+// text form and is Failure 94.
+
+#include "sql/Recordset.h"
+
+#include <Brennvox10/ListView.h>
+
+namespace Brennvox10 {
+
+// formatted: false for the first column, which shows every value in its default form.
+CellValue cellFor(const data::Field &field, bool formatted);
+
+// The text of a field's value in its default form; Failure 94 for Null.
+QString fieldText(const data::Field &field);
+
+// A row's item key: "T" followed by the key field's text ("T" alone when it is Null). The bytes
+// live in buffer until the next call.
+QByteArrayView itemKeyFor(const data::Field &field, QByteArray &buffer);
+
+} // namespace Brennvox10

@@ -1,0 +1,66 @@
+#pragma once
+// What a provider hands the recordset: one prepared read-only statement walked forward, its column
+// names and declared types, and the raw cells of the current row. Conversions to field types are
+// the recordset's, so every provider reads values the same way.
+
+#include "sql/Recordset.h"
+
+#include <QLoggingCategory>
+
+#include <chrono>
+#include <vector>
+
+Q_DECLARE_LOGGING_CATEGORY(lcData)
+
+namespace Brennvox10::data {
+
+struct ColumnInfo {
+    QString name;
+    int declaredType = 0; // ADO code from the declared type; 0 when the column declares none
+};
+
+class Cursor {
+public:
+    Cursor() = default;
+    virtual ~Cursor() = default;
+    Cursor(const Cursor &) = delete;
+    Cursor &operator=(const Cursor &) = delete;
+
+    // Steps to the next row: false after the last one; Failure when the row cannot be read.
+    virtual bool next() = 0;
+
+    // Cells of the current row. integer() and real() are meaningful only for that storage; text()
+    // gives any value's text, blob() its bytes. Views stay valid until the next step.
+    virtual Storage storage(int column) const = 0;
+    virtual qint64 integer(int column) const = 0;
+    virtual double real(int column) const = 0;
+    virtual QByteArrayView text(int column) const = 0;
+    virtual QByteArrayView blob(int column) const = 0;
+
+    std::vector<ColumnInfo> columns;
+};
+
+// Prepares sql on the provider the connection names; Failure 3706 for a provider we do not have.
+// A provider that must adapt the text to its dialect shows the query observer the text it runs.
+std::unique_ptr<Cursor> openCursor(const ConnectionText &connection, const QString &sql);
+
+// The connection text's "Command Timeout" in seconds (0 for none), or the default; a Failure when
+// it is not a number of seconds.
+std::chrono::milliseconds commandTimeLimit(const ConnectionText &connection);
+// The one report of a recordset stopped by Esc or by its time limit.
+[[noreturn]] void failInterrupted(bool cancelled, std::chrono::milliseconds limit, const QString &source);
+
+// How long a recordset may run, from its open to its last row, when the connection text names no
+// "Command Timeout": 30 s unless changed here.
+void setStepTimeLimit(std::chrono::milliseconds limit);
+std::chrono::milliseconds stepTimeLimit();
+
+// Text conversions shared by all providers: false when the text is not such a value.
+int adoTypeForDeclared(QByteArrayView declared); // 0 for an empty declaration
+int adoTypeForInteger(qint64 value);
+bool parseInt64(QByteArrayView text, qint64 &value);
+bool parseDouble(QByteArrayView text, double &value);
+bool parseBool(QByteArrayView text, bool &value);
+bool parseIsoDateTime(QByteArrayView text, DateTimeValue &value);
+
+} // namespace Brennvox10::data

@@ -1,0 +1,405 @@
+#include "sql/Recordset.h"
+
+#include "sql/Cursor_p.h"
+#include "sql/jet/JetImage.h"
+#include "sql/postgres/PostgresCursor_p.h"
+#include "sql/sqlite/SqliteCursor_p.h"
+
+#include <QDateTime>
+#include <QMutex>
+
+#include <atomic>
+#include <cmath>
+
+Q_LOGGING_CATEGORY(lcData, "brennvox.data")
+
+namespace Brennvox10 {
+
+namespace {
+
+QBasicMutex observerMutex;
+
+std::function<void(const QString &)> &queryObserver()
+{
+    static std::function<void(const QString &)> observer;
+    return observer;
+}
+
+void notifyObserver(const QString &sql)
+{
+    std::function<void(const QString &)> observer;
+    {
+        QMutexLocker locker(&observerMutex);
+        observer = queryObserver();
+    }
+    if (observer)
+        observer(sql);
+}
+
+} // namespace
+
+void setQueryObserver(std::function<void(const QString &sql)> observer)
+{
+    QMutexLocker locker(&observerMutex);
+    queryObserver() = std::move(observer);
+}
+
+namespace data {
+
+namespace {
+
+const QString failureSource = QStringLiteral("Brennvox10.Recordset");
+
+std::atomic<qint64> stepLimitMs { 30 * 1000 };
+
+[[noreturn]] void fail(qint32 number)
+{
+    throw failureFor(number, failureSource);
+}
+
+// A stored value as a T, or false when it is no such value (a fraction read as a whole number).
+bool convert(qint64 stored, qint64 &value)
+{
+    value = stored;
+    return true;
+}
+bool convert(double stored, qint64 &value)
+{
+    value = qint64(stored);
+    return std::trunc(stored) == stored && stored >= -9.2e18 && stored <= 9.2e18;
+}
+bool convert(QByteArrayView text, qint64 &value)
+{
+    return parseInt64(text, value);
+}
+bool convert(qint64 stored, double &value)
+{
+    value = double(stored);
+    return true;
+}
+bool convert(double stored, double &value)
+{
+    value = stored;
+    return true;
+}
+bool convert(QByteArrayView text, double &value)
+{
+    return parseDouble(text, value);
+}
+bool convert(qint64 stored, bool &value)
+{
+    value = stored != 0;
+    return true;
+}
+bool convert(double stored, bool &value)
+{
+    value = stored != 0;
+    return true;
+}
+bool convert(QByteArrayView text, bool &value)
+{
+    return parseBool(text, value);
+}
+// Dates are stored as ISO-8601 text only.
+bool convert(qint64, DateTimeValue &)
+{
+    return false;
+}
+bool convert(double, DateTimeValue &)
+{
+    return false;
+}
+bool convert(QByteArrayView text, DateTimeValue &value)
+{
+    return parseIsoDateTime(text, value);
+}
+
+// Every typed read of a cell: Null is Failure 94, a value that is not a T Failure 13.
+template <typename T> T read(const Cursor &cursor, int column)
+{
+    T value {};
+    bool ok = false;
+    switch (cursor.storage(column)) {
+    case Storage::Integer:
+        ok = convert(cursor.integer(column), value);
+        break;
+    case Storage::Real:
+        ok = convert(cursor.real(column), value);
+        break;
+    case Storage::Text:
+        ok = convert(cursor.text(column), value);
+        break;
+    case Storage::Null:
+        fail(FailureNumber::InvalidUseOfNull);
+    case Storage::Blob:
+        break;
+    }
+    if (!ok)
+        fail(FailureNumber::TypeMismatch);
+    return value;
+}
+
+int typeOfValue(const Cursor &cursor, int column, Storage storage)
+{
+    switch (storage) {
+    case Storage::Integer:
+        return adoTypeForInteger(cursor.integer(column));
+    case Storage::Real:
+        return AdoType::Double;
+    case Storage::Blob:
+        return AdoType::Binary;
+    case Storage::Text:
+    case Storage::Null:
+        break;
+    }
+    return AdoType::Text;
+}
+
+QVariant readValue(const Cursor &cursor, int column, int declaredType)
+{
+    const Storage storage = cursor.storage(column);
+    if (storage == Storage::Null)
+        return QVariant();
+    const int type = declaredType ? declaredType : typeOfValue(cursor, column, storage);
+    switch (type) {
+    case AdoType::SmallInt:
+    case AdoType::Integer:
+    case AdoType::BigInt:
+        return QVariant(qlonglong(read<qint64>(cursor, column)));
+    case AdoType::Single:
+    case AdoType::Double:
+    case AdoType::Currency:
+    case AdoType::Decimal:
+        return QVariant(read<double>(cursor, column));
+    case AdoType::Boolean:
+        return QVariant(read<bool>(cursor, column));
+    case AdoType::Date: {
+        const DateTimeValue value = read<DateTimeValue>(cursor, column);
+        const QDate date = QDate::fromJulianDay(value.julianDay);
+        if (!value.hasTime)
+            return QVariant(date);
+        return QVariant(QDateTime(date, QTime::fromMSecsSinceStartOfDay(value.msecs)));
+    }
+    case AdoType::Binary: {
+        const QByteArrayView bytes = storage == Storage::Blob ? cursor.blob(column) : cursor.text(column);
+        return QVariant(bytes.toByteArray());
+    }
+    default: {
+        const QByteArrayView text = cursor.text(column);
+        return QVariant(QString::fromUtf8(text.data(), text.size()));
+    }
+    }
+}
+
+} // namespace
+
+void setStepTimeLimit(std::chrono::milliseconds limit)
+{
+    stepLimitMs.store(limit.count(), std::memory_order_relaxed);
+}
+
+std::chrono::milliseconds stepTimeLimit()
+{
+    return std::chrono::milliseconds(stepLimitMs.load(std::memory_order_relaxed));
+}
+
+std::chrono::milliseconds commandTimeLimit(const ConnectionText &connection)
+{
+    const QString given = connection.value(QStringLiteral("command timeout")).trimmed();
+    if (given.isEmpty())
+        return stepTimeLimit();
+    bool ok = false;
+    const double seconds = given.toDouble(&ok);
+    if (!ok || !(seconds >= 0) || seconds > 1e9)
+        throw Failure(FailureNumber::CommandError,
+            QStringLiteral("Command Timeout must be a number of seconds, 0 for none: %1").arg(given), failureSource);
+    return std::chrono::milliseconds(qint64(seconds * 1000));
+}
+
+void failInterrupted(bool cancelled, std::chrono::milliseconds limit, const QString &source)
+{
+    throw Failure(FailureNumber::CommandError,
+        cancelled ? QStringLiteral("interrupted: the user cancelled the load")
+                  : QStringLiteral("interrupted: the query ran past its time limit of %1 s (Command Timeout)")
+                        .arg(double(limit.count()) / 1000.0),
+        source);
+}
+
+std::unique_ptr<Cursor> openCursor(const ConnectionText &connection, const QString &sql)
+{
+    const QString provider = connection.provider();
+    if (provider == u"sqlite")
+        return sqlite::SqliteCursor::open(connection, sql, &notifyObserver);
+    if (provider == u"postgresql") {
+        return postgres::PostgresCursor::open(connection, sql, &notifyObserver);
+    }
+    // Jet files: the tables the text names, copied once into an SQLite image that the text runs on.
+    if (provider == u"microsoft.jet.oledb.4.0" || provider == u"microsoft.jet.oledb.3.51")
+        return sqlite::SqliteCursor::openImage(
+            jet::imageFor(connection.dataSource(), connection.password(), sql), connection, sql, &notifyObserver);
+    fail(FailureNumber::ProviderNotFound);
+}
+
+class RecordsetPrivate {
+public:
+    // The cursor standing on the current row.
+    const Cursor &row() const
+    {
+        if (Q_UNLIKELY(!atRow))
+            throwNoCurrentRow();
+        return *cursor;
+    }
+
+    [[noreturn]] void throwNoCurrentRow() const
+    {
+        if (!cursor)
+            throwClosed();
+        fail(FailureNumber::NoCurrentRecord);
+    }
+
+    [[noreturn]] static void throwClosed() { fail(FailureNumber::ObjectClosed); }
+
+    std::unique_ptr<Cursor> cursor; // null while closed
+    bool atRow = false;
+    // Kept after Close so that references to fields stay valid until the next Open.
+    std::vector<ColumnInfo> columns;
+    std::vector<Field> fields;
+
+    void adopt(std::unique_ptr<Cursor> opened, bool hasRow)
+    {
+        columns = std::move(opened->columns);
+        fields.assign(columns.size(), Field());
+        for (size_t i = 0; i < fields.size(); ++i) {
+            fields[i].d = this;
+            fields[i].column = int(i);
+        }
+        cursor = std::move(opened);
+        atRow = hasRow;
+    }
+};
+
+int Field::Type() const
+{
+    if (const int declared = d->columns[column].declaredType)
+        return declared;
+    if (!d->cursor)
+        RecordsetPrivate::throwClosed();
+    if (!d->atRow)
+        return AdoType::Text;
+    return typeOfValue(*d->cursor, column, d->cursor->storage(column));
+}
+
+QVariant Field::Value() const
+{
+    return readValue(d->row(), column, d->columns[column].declaredType);
+}
+
+Storage Field::storage() const
+{
+    return d->row().storage(column);
+}
+
+bool Field::isNull() const
+{
+    return storage() == Storage::Null;
+}
+
+qint64 Field::asInt64() const
+{
+    return read<qint64>(d->row(), column);
+}
+
+double Field::asDouble() const
+{
+    return read<double>(d->row(), column);
+}
+
+bool Field::asBool() const
+{
+    return read<bool>(d->row(), column);
+}
+
+DateTimeValue Field::asDate() const
+{
+    return read<DateTimeValue>(d->row(), column);
+}
+
+QByteArrayView Field::utf8() const
+{
+    return d->row().text(column);
+}
+
+Recordset::Recordset()
+    : d(std::make_unique<RecordsetPrivate>())
+{
+}
+
+Recordset::~Recordset() = default;
+
+void Recordset::Open(const QString &source, const QString &connection, int, int, int)
+{
+    if (d->cursor)
+        fail(FailureNumber::ObjectOpen);
+    notifyObserver(source);
+    std::unique_ptr<Cursor> cursor = openCursor(ConnectionText::parse(connection), source);
+    const bool hasRow = cursor->next();
+    d->adopt(std::move(cursor), hasRow);
+}
+
+bool Recordset::Eof() const
+{
+    return !d->atRow;
+}
+
+void Recordset::MoveNext()
+{
+    if (!d->atRow)
+        d->throwNoCurrentRow();
+    // A row that cannot be read leaves the recordset open at its end.
+    d->atRow = false;
+    d->atRow = d->cursor->next();
+}
+
+int Recordset::State() const
+{
+    return d->cursor ? 1 : 0;
+}
+
+void Recordset::Close()
+{
+    d->atRow = false;
+    d->cursor.reset();
+}
+
+Field &Recordset::Fields(int index)
+{
+    if (!d->cursor)
+        RecordsetPrivate::throwClosed();
+    if (index < 0 || size_t(index) >= d->fields.size())
+        fail(FailureNumber::ItemNotFoundInCollection);
+    return d->fields[size_t(index)];
+}
+
+Field &Recordset::Fields(const QString &name)
+{
+    if (!d->cursor)
+        RecordsetPrivate::throwClosed();
+    const int index = fieldIndex(name);
+    if (index < 0)
+        fail(FailureNumber::ItemNotFoundInCollection);
+    return d->fields[size_t(index)];
+}
+
+int Recordset::fieldIndex(const QString &name) const
+{
+    if (!d->cursor)
+        return -1;
+    for (size_t i = 0; i < d->columns.size(); ++i) {
+        if (d->columns[i].name.compare(name, Qt::CaseInsensitive) == 0)
+            return int(i);
+    }
+    return -1;
+}
+
+} // namespace data
+} // namespace Brennvox10

@@ -1,0 +1,562 @@
+#include "sql/postgres/PostgresCursor_p.h"
+
+#include "sql/postgres/Dialect.h"
+#include "core/BusyCursor.h"
+
+#include <QFile>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include <poll.h>
+#include <sys/socket.h>
+
+namespace Brennvox10::data::postgres {
+
+namespace {
+
+const QString failureSource = QStringLiteral("Brennvox10.PostgreSQL");
+
+constexpr qint64 maxConnectionFileBytes = 64 * 1024;
+constexpr int pollPeriodMs = 50;
+// After a cancel the server answers at once; one that does not is treated as gone.
+constexpr auto cancelGrace = std::chrono::seconds(5);
+// A batch of rows holds about this much text; a few wide rows make small batches.
+constexpr qint64 batchBytes = 256 * 1024;
+constexpr int minBatchRows = 16, maxBatchRows = 16384;
+
+// Type ids of the built-in types (pg_type.oid), fixed since PostgreSQL 7.
+enum : Oid {
+    BoolOid = 16, ByteaOid = 17, Int8Oid = 20, Int2Oid = 21, Int4Oid = 23, OidOid = 26, Float4Oid = 700,
+    Float8Oid = 701, MoneyOid = 790, DateOid = 1082, TimestampOid = 1114, TimestampTzOid = 1184, NumericOid = 1700
+};
+
+// numeric(19,4) is how a currency column is declared where there is no money type.
+constexpr int currencyTypmod = ((19 << 16) | 4) + 4;
+
+QString trimmedMessage(const char *message)
+{
+    return QString::fromUtf8(message ? message : "").trimmed();
+}
+
+[[noreturn]] void failDatabase(const QString &message)
+{
+    throw Failure(FailureNumber::DatabaseError, message, failureSource);
+}
+
+// The libpq connection string in the data source file: lines starting with '#' are comments.
+QByteArray connectionStringIn(const QString &path)
+{
+    if (path.isEmpty())
+        failDatabase(QStringLiteral("no connection file: the data source is empty"));
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        failDatabase(QStringLiteral("cannot read the connection file %1: %2").arg(path, file.errorString()));
+    if (file.size() > maxConnectionFileBytes)
+        failDatabase(QStringLiteral("the connection file %1 is larger than 64 KB").arg(path));
+    QByteArray result;
+    for (const QByteArray &line : file.readAll().split('\n')) {
+        const QByteArray text = line.trimmed();
+        if (!text.isEmpty() && !text.startsWith('#'))
+            result += text + ' ';
+    }
+    return result.trimmed();
+}
+
+PostgresCursor::Kind kindOf(Oid type, int typmod, int &adoType)
+{
+    using K = PostgresCursor::Kind;
+    using F = PostgresCursor::Fix;
+    switch (type) {
+    case BoolOid:
+        adoType = AdoType::Boolean;
+        return K { Storage::Integer, F::Boolean };
+    case Int2Oid:
+        adoType = AdoType::SmallInt;
+        return K { Storage::Integer, F::None };
+    case Int4Oid:
+    case OidOid:
+        adoType = AdoType::Integer;
+        return K { Storage::Integer, F::None };
+    case Int8Oid:
+        adoType = AdoType::BigInt;
+        return K { Storage::Integer, F::None };
+    case Float4Oid:
+        adoType = AdoType::Single;
+        return K { Storage::Real, F::None };
+    case Float8Oid:
+        adoType = AdoType::Double;
+        return K { Storage::Real, F::None };
+    case MoneyOid:
+        adoType = AdoType::Currency;
+        return K { Storage::Text, F::Money };
+    case NumericOid:
+        adoType = typmod == currencyTypmod ? AdoType::Currency : AdoType::Decimal;
+        return K { Storage::Text, F::None };
+    case DateOid:
+    case TimestampOid:
+        adoType = AdoType::Date;
+        return K { Storage::Text, F::None };
+    case TimestampTzOid:
+        adoType = AdoType::Date;
+        return K { Storage::Text, F::ZonedTime };
+    case ByteaOid:
+        adoType = AdoType::Binary;
+        return K { Storage::Blob, F::Bytes };
+    default:
+        adoType = AdoType::Text;
+        return K { Storage::Text, F::None };
+    }
+}
+
+// Whether the text is a query a cursor can run: it starts (after blanks, comments and opening
+// parentheses) with SELECT, WITH, VALUES or TABLE.
+bool isCursorQuery(const QString &text)
+{
+    qsizetype i = 0;
+    const qsizetype n = text.size();
+    while (i < n) {
+        if (text[i].isSpace() || text[i] == u'(') {
+            ++i;
+        } else if (text.mid(i, 2) == QLatin1String("--")) {
+            while (i < n && text[i] != u'\n')
+                ++i;
+        } else if (text.mid(i, 2) == QLatin1String("/*")) {
+            const qsizetype end = text.indexOf(QLatin1String("*/"), i + 2);
+            i = end < 0 ? n : end + 2;
+        } else {
+            break;
+        }
+    }
+    qsizetype end = i;
+    while (end < n && text[end].isLetter())
+        ++end;
+    const QStringView word = QStringView(text).sliced(i, end - i);
+    for (const char *keyword : { "select", "with", "values", "table" })
+        if (word.compare(QLatin1String(keyword), Qt::CaseInsensitive) == 0)
+            return true;
+    return false;
+}
+
+void cancel(PGconn *connection)
+{
+    if (PGcancel *handle = PQgetCancel(connection)) {
+        char error[256];
+        PQcancel(handle, error, sizeof error);
+        PQfreeCancel(handle);
+    }
+}
+
+} // namespace
+
+std::unique_ptr<PostgresCursor> PostgresCursor::open(const ConnectionText &connection, const QString &sql,
+    void (*showAdapted)(const QString &))
+{
+    std::unique_ptr<PostgresCursor> cursor(new PostgresCursor);
+    cursor->m_limit = commandTimeLimit(connection);
+    if (cursor->m_limit.count() > 0)
+        cursor->m_deadline = std::chrono::steady_clock::now() + cursor->m_limit;
+
+    // Later keywords win: the file may change the time-out and the name the server logs, never the
+    // encoding, and the control's password wins over one in the file.
+    const QByteArray conninfo = connectionStringIn(connection.dataSource());
+    const QByteArray password = connection.password().toUtf8();
+    std::vector<const char *> keys = { "connect_timeout", "fallback_application_name", "dbname", "client_encoding" };
+    std::vector<const char *> values = { "10", "Brennvox10", conninfo.constData(), "UTF8" };
+    if (!password.isEmpty()) {
+        keys.push_back("password");
+        values.push_back(password.constData());
+    }
+    keys.push_back(nullptr);
+    values.push_back(nullptr);
+    cursor->m_connection.reset(PQconnectdbParams(keys.data(), values.data(), 1));
+    PGconn *db = cursor->m_connection.get();
+    if (!db)
+        failDatabase(QStringLiteral("out of memory while connecting"));
+    if (PQstatus(db) != CONNECTION_OK)
+        failDatabase(trimmedMessage(PQerrorMessage(db)));
+
+    // Read-only for the whole transaction, which ends unfinished when the connection closes. Dates
+    // and money come in the forms the shared readers know.
+    const qint64 serverLimit = cursor->m_limit.count();
+    const QByteArray setup = "BEGIN READ ONLY; SET LOCAL statement_timeout = " + QByteArray::number(serverLimit)
+        + "; SET LOCAL DateStyle = 'ISO, YMD'; SET LOCAL lc_monetary = 'C'; SET LOCAL IntervalStyle = 'postgres'; SET LOCAL bytea_output = 'hex'";
+    if (const Result begun(PQexec(db, setup.constData())); PQresultStatus(begun.get()) != PGRES_COMMAND_OK)
+        cursor->failWith(begun.get());
+
+    const QString text = adaptForPostgres(sql);
+    if (text != sql && showAdapted)
+        showAdapted(text);
+    const QByteArray utf8 = text.toUtf8();
+    PGresult *described = nullptr;
+    Result description;
+    if (isCursorQuery(text)) {
+        // A cursor takes only a query, so nothing that writes or runs a command gets this far.
+        const QByteArray declare = "DECLARE bv_rows NO SCROLL CURSOR FOR " + utf8;
+        if (!PQsendQueryParams(db, declare.constData(), 0, nullptr, nullptr, nullptr, nullptr, 0))
+            failDatabase(trimmedMessage(PQerrorMessage(db)));
+        cursor->commandResult(PGRES_COMMAND_OK);
+        cursor->m_fromCursor = true;
+        cursor->requestBatch();
+        cursor->takeFirstBatch();
+        described = cursor->m_batch.get();
+    } else {
+        // The unnamed statement: one statement only, and described before it runs, so that a text
+        // that returns no rows (a command) never runs at all.
+        if (!PQsendPrepare(db, "", utf8.constData(), 0, nullptr))
+            failDatabase(trimmedMessage(PQerrorMessage(db)));
+        cursor->commandResult(PGRES_COMMAND_OK);
+        if (!PQsendDescribePrepared(db, ""))
+            failDatabase(trimmedMessage(PQerrorMessage(db)));
+        description = cursor->commandResult(PGRES_COMMAND_OK);
+        described = description.get();
+        if (PQnfields(described) == 0)
+            throw Failure(FailureNumber::CommandError,
+                QStringLiteral("the statement returns no rows: only queries are run"), failureSource);
+        if (!PQsendQueryPrepared(db, "", 0, nullptr, nullptr, nullptr, 0))
+            failDatabase(trimmedMessage(PQerrorMessage(db)));
+        PQsetSingleRowMode(db);
+    }
+    const int count = PQnfields(described);
+    cursor->columns.resize(size_t(count));
+    cursor->m_kinds.resize(size_t(count));
+    cursor->m_fixed.resize(size_t(count));
+    for (int i = 0; i < count; ++i) {
+        ColumnInfo &column = cursor->columns[size_t(i)];
+        column.name = QString::fromUtf8(PQfname(described, i));
+        cursor->m_kinds[size_t(i)] = kindOf(PQftype(described, i), PQfmod(described, i), column.declaredType);
+    }
+    // The first batch is read from its first row on.
+    cursor->m_index = -1;
+    return cursor;
+}
+
+Result PostgresCursor::commandResult(ExecStatusType expected)
+{
+    Result result = nextResult();
+    if (PQresultStatus(result.get()) != expected)
+        failWith(result.get());
+    // The command's end: libpq gives null once every result has been taken.
+    while (Result more = nextResult()) {
+        if (PQresultStatus(more.get()) != expected)
+            failWith(more.get());
+    }
+    return result;
+}
+
+void PostgresCursor::requestBatch()
+{
+    const QByteArray fetch = "FETCH FORWARD " + QByteArray::number(m_batchRows) + " FROM bv_rows";
+    if (!PQsendQueryParams(m_connection.get(), fetch.constData(), 0, nullptr, nullptr, nullptr, nullptr, 0))
+        failDatabase(trimmedMessage(PQerrorMessage(m_connection.get())));
+}
+
+namespace {
+
+// Small at first, so that slow rows show soon and a line limit wastes little; then as many as fill
+// a batch of about batchBytes.
+int nextBatchRows(const PGresult *batch)
+{
+    const int count = PQntuples(batch), columns = PQnfields(batch);
+    qint64 bytes = 1;
+    for (int r = 0; r < count; ++r)
+        for (int c = 0; c < columns; ++c)
+            bytes += PQgetlength(batch, r, c) + 8;
+    const qint64 fitting = qint64(count) * batchBytes / bytes;
+    return int(std::clamp<qint64>(std::min<qint64>(fitting, qint64(count) * 4), minBatchRows, maxBatchRows));
+}
+
+} // namespace
+
+// The first batch gives the columns; the reader thread asks for the rest.
+void PostgresCursor::takeFirstBatch()
+{
+    const int asked = m_batchRows;
+    m_batch = commandResult(PGRES_TUPLES_OK);
+    m_count = PQntuples(m_batch.get());
+    m_index = 0;
+    if (m_count < asked) {
+        m_done = true;
+        return;
+    }
+    m_batchRows = nextBatchRows(m_batch.get());
+    m_cancel = PQgetCancel(m_connection.get());
+    m_reader = std::make_unique<Reader>();
+    m_reader->socket = PQsocket(m_connection.get());
+    m_reader->thread = std::thread([this] { readBatches(); });
+}
+
+void PostgresCursor::readBatches()
+{
+    Reader &r = *m_reader;
+    PGconn *db = m_connection.get();
+    int rows = m_batchRows;
+    for (;;) {
+        {
+            std::unique_lock lock(r.mutex);
+            r.changed.wait(lock, [&] { return r.stop || r.batches.size() < 2; });
+            if (r.stop)
+                break;
+        }
+        const QByteArray fetch = "FETCH FORWARD " + QByteArray::number(rows) + " FROM bv_rows";
+        Result batch;
+        if (PQsendQueryParams(db, fetch.constData(), 0, nullptr, nullptr, nullptr, nullptr, 0)) {
+            batch.reset(PQgetResult(db));
+            while (PGresult *more = PQgetResult(db))
+                PQclear(more);
+        }
+        std::lock_guard lock(r.mutex);
+        if (PQresultStatus(batch.get()) != PGRES_TUPLES_OK) {
+            r.failure = std::move(batch);
+            r.failed = true;
+            break;
+        }
+        const int count = PQntuples(batch.get()), asked = rows;
+        rows = nextBatchRows(batch.get());
+        r.batches.push_back(std::move(batch));
+        r.changed.notify_all();
+        if (count < asked)
+            break;
+    }
+    std::lock_guard lock(r.mutex);
+    r.finished = true;
+    r.changed.notify_all();
+}
+
+// The next batch the reader made, waiting for it with the window kept alive; false at the end.
+bool PostgresCursor::takeQueuedBatch()
+{
+    Reader &r = *m_reader;
+    auto giveUpAt = std::chrono::steady_clock::time_point::max();
+    std::unique_lock lock(r.mutex);
+    while (r.batches.empty() && !r.finished) {
+        lock.unlock();
+        busy::tick();
+        const auto now = std::chrono::steady_clock::now();
+        if ((!m_cancelled && busy::cancelRequested()) || (!m_late && now > m_deadline)) {
+            m_cancelled = m_cancelled || busy::cancelRequested();
+            m_late = !m_cancelled;
+            cancelServer();
+            giveUpAt = now + cancelGrace;
+        }
+        if (now > giveUpAt) {
+            stopReader();
+            failWith(nullptr);
+        }
+        lock.lock();
+        r.changed.wait_for(lock, std::chrono::milliseconds(pollPeriodMs),
+            [&] { return !r.batches.empty() || r.finished; });
+    }
+    if (!r.batches.empty()) {
+        m_batch = std::move(r.batches.front());
+        r.batches.pop_front();
+        r.changed.notify_all();
+        m_count = PQntuples(m_batch.get());
+        m_index = 0;
+        return m_count > 0;
+    }
+    m_done = true;
+    const bool failed = r.failed;
+    lock.unlock();
+    if (!failed)
+        return false;
+    // The reader is done with the connection: its message may be read here.
+    stopReader();
+    failWith(r.failure.get());
+}
+
+void PostgresCursor::stopReader()
+{
+    if (!m_reader || !m_reader->thread.joinable())
+        return;
+    bool finished = false;
+    {
+        std::lock_guard lock(m_reader->mutex);
+        m_reader->stop = true;
+        finished = m_reader->finished;
+        m_reader->changed.notify_all();
+    }
+    // A batch on its way would end by itself, but a server that stopped answering would not: the
+    // connection is being closed anyway, so it is cut.
+    if (!finished)
+        ::shutdown(m_reader->socket, SHUT_RDWR);
+    m_reader->thread.join();
+}
+
+void PostgresCursor::cancelServer()
+{
+    if (m_cancel) {
+        char error[256];
+        PQcancel(m_cancel, error, sizeof error);
+    } else {
+        cancel(m_connection.get());
+    }
+}
+
+PostgresCursor::~PostgresCursor()
+{
+    stopReader();
+    if (m_cancel)
+        PQfreeCancel(m_cancel);
+    // Closed before its end (the line limit): the server would otherwise go on producing rows
+    // nobody reads.
+    if (m_connection && !m_fromCursor && !m_done && PQstatus(m_connection.get()) == CONNECTION_OK
+        && PQtransactionStatus(m_connection.get()) == PQTRANS_ACTIVE)
+        cancel(m_connection.get());
+}
+
+Result PostgresCursor::nextResult()
+{
+    PGconn *db = m_connection.get();
+    auto giveUpAt = std::chrono::steady_clock::time_point::max();
+    while (PQisBusy(db)) {
+        busy::tick();
+        const auto now = std::chrono::steady_clock::now();
+        if ((!m_cancelled && busy::cancelRequested()) || (!m_late && now > m_deadline)) {
+            m_cancelled = m_cancelled || busy::cancelRequested();
+            m_late = !m_cancelled;
+            cancel(db);
+            giveUpAt = now + cancelGrace;
+        }
+        if (now > giveUpAt)
+            failWith(nullptr);
+        pollfd socket { PQsocket(db), POLLIN, 0 };
+        if (socket.fd < 0)
+            break;
+        ::poll(&socket, 1, pollPeriodMs);
+        if (!PQconsumeInput(db))
+            break;
+    }
+    return Result(PQgetResult(db));
+}
+
+void PostgresCursor::failWith(const PGresult *result)
+{
+    m_done = true;
+    const char *state = result ? PQresultErrorField(result, PG_DIAG_SQLSTATE) : nullptr;
+    const QByteArray code(state ? state : "");
+    if (m_cancelled || m_late || code == "57014")
+        failInterrupted(m_cancelled, m_limit, failureSource);
+    QString message = trimmedMessage(result ? PQresultErrorMessage(result) : nullptr);
+    if (message.isEmpty())
+        message = trimmedMessage(PQerrorMessage(m_connection.get()));
+    if (message.isEmpty())
+        message = QStringLiteral("the server did not answer");
+    // The connection, the login, the server's resources or its shutdown are the database's
+    // failures; everything else is the statement's.
+    const bool server = code.isEmpty() || code.startsWith("08") || code.startsWith("28") || code.startsWith("53")
+        || code.startsWith("57") || code.startsWith("58") || code.startsWith("XX");
+    throw Failure(server ? FailureNumber::DatabaseError : FailureNumber::CommandError, message, failureSource);
+}
+
+void PostgresCursor::checkTime()
+{
+    m_rowsToCheck = 256;
+    if (busy::cancelRequested())
+        m_cancelled = true;
+    else if (std::chrono::steady_clock::now() > m_deadline)
+        m_late = true;
+    else
+        return;
+    if (m_reader || PQtransactionStatus(m_connection.get()) == PQTRANS_ACTIVE)
+        cancelServer();
+    failWith(nullptr);
+}
+
+bool PostgresCursor::next()
+{
+    busy::tick();
+    if (--m_rowsToCheck <= 0)
+        checkTime();
+    if (m_fromCursor) {
+        if (m_batch && ++m_index < m_count)
+            return true;
+        m_batch.reset();
+        return m_reader && !m_done && takeQueuedBatch();
+    }
+    m_batch.reset();
+    if (m_done)
+        return false;
+    Result result = nextResult();
+    switch (PQresultStatus(result.get())) {
+    case PGRES_SINGLE_TUPLE:
+        m_batch = std::move(result);
+        m_index = 0;
+        m_count = 1;
+        return true;
+    case PGRES_TUPLES_OK:
+        m_done = true;
+        while (nextResult()) { }
+        return false;
+    default:
+        failWith(result.get());
+    }
+}
+
+qint64 PostgresCursor::integer(int column) const
+{
+    const char *value = PQgetvalue(m_batch.get(), m_index, column);
+    if (m_kinds[size_t(column)].fix == Fix::Boolean)
+        return value[0] == 't' ? 1 : 0;
+    qint64 result = 0;
+    parseInt64(QByteArrayView(value, PQgetlength(m_batch.get(), m_index, column)), result);
+    return result;
+}
+
+double PostgresCursor::real(int column) const
+{
+    double result = 0;
+    if (!parseDouble(QByteArrayView(PQgetvalue(m_batch.get(), m_index, column), PQgetlength(m_batch.get(), m_index, column)), result))
+        return std::numeric_limits<double>::quiet_NaN();
+    return result;
+}
+
+QByteArrayView PostgresCursor::text(int column) const
+{
+    const char *value = PQgetvalue(m_batch.get(), m_index, column);
+    const int length = PQgetlength(m_batch.get(), m_index, column);
+    QByteArray &fixed = m_fixed[size_t(column)];
+    switch (m_kinds[size_t(column)].fix) {
+    case Fix::None:
+        return { value, length };
+    case Fix::Boolean:
+        return value[0] == 't' ? QByteArrayView("1") : QByteArrayView("0");
+    case Fix::Money:
+        // "-$1,234.50" under lc_monetary C: the number alone.
+        fixed.clear();
+        for (int i = 0; i < length; ++i) {
+            const char c = value[i];
+            if ((c >= '0' && c <= '9') || c == '.' || c == '-')
+                fixed += c;
+        }
+        return fixed;
+    case Fix::ZonedTime: {
+        // "2008-03-05 10:00:00+01": the time as the session's zone tells it, without the offset.
+        int end = length;
+        while (end > 19 && value[end - 1] != '+' && value[end - 1] != '-')
+            --end;
+        return { value, end > 19 ? end - 1 : length };
+    }
+    case Fix::Bytes:
+        return blob(column);
+    }
+    return { value, length };
+}
+
+QByteArrayView PostgresCursor::blob(int column) const
+{
+    const char *value = PQgetvalue(m_batch.get(), m_index, column);
+    const int length = PQgetlength(m_batch.get(), m_index, column);
+    if (m_kinds[size_t(column)].fix != Fix::Bytes)
+        return { value, length };
+    QByteArray &fixed = m_fixed[size_t(column)];
+    // bytea_output 'hex', the default since PostgreSQL 9.0: "\x" and two digits a byte.
+    if (length >= 2 && value[0] == '\\' && value[1] == 'x')
+        fixed = QByteArray::fromHex(QByteArray::fromRawData(value + 2, length - 2));
+    else
+        fixed = QByteArray(value, length);
+    return fixed;
+}
+
+} // namespace Brennvox10::data::postgres

@@ -1,0 +1,107 @@
+#pragma once
+// The PostgreSQL provider: one connection per recordset, one statement in a read-only transaction.
+// A query's rows come through a cursor in batches sized to a few megabytes, the next batch asked for
+// before the current one is read, so that the server works while the list fills; any other text
+// (SHOW, EXPLAIN) is described first, refused when it returns no rows, and read one row at a time.
+// The data source is a file holding a libpq connection string; the connection text's password is
+// the server's.
+
+#include "sql/Cursor_p.h"
+
+#include <libpq-fe.h>
+
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <thread>
+
+namespace Brennvox10::data::postgres {
+
+struct ConnectionCloser {
+    void operator()(PGconn *connection) const { PQfinish(connection); }
+};
+struct ResultClearer {
+    void operator()(PGresult *result) const { PQclear(result); }
+};
+using Connection = std::unique_ptr<PGconn, ConnectionCloser>;
+using Result = std::unique_ptr<PGresult, ResultClearer>;
+
+class PostgresCursor final : public Cursor {
+public:
+    // Connects, prepares sql adapted to PostgreSQL (showAdapted hears the text run when it differs
+    // from sql) and starts it; Failure when the server cannot be reached, refuses the login or the
+    // text, or the text returns no rows.
+    static std::unique_ptr<PostgresCursor> open(const ConnectionText &connection, const QString &sql,
+        void (*showAdapted)(const QString &));
+    ~PostgresCursor() override;
+
+    bool next() override;
+
+    Storage storage(int column) const override
+    {
+        if (PQgetisnull(m_batch.get(), m_index, column))
+            return Storage::Null;
+        return m_kinds[size_t(column)].storage;
+    }
+    qint64 integer(int column) const override;
+    double real(int column) const override;
+    QByteArrayView text(int column) const override;
+    QByteArrayView blob(int column) const override;
+
+    // How a column's text is read: the storage it reports and what must be done to its text first.
+    enum class Fix : quint8 { None, Boolean, Money, ZonedTime, Bytes };
+    struct Kind {
+        Storage storage = Storage::Text;
+        Fix fix = Fix::None;
+    };
+
+private:
+    PostgresCursor() = default;
+    // Waits for the server's next answer, keeping the window alive and honouring Esc and the time
+    // limit; null when the statement has no more answers.
+    Result nextResult();
+    // The one result of the command just sent, or a Failure.
+    Result commandResult(ExecStatusType expected);
+    [[noreturn]] void failWith(const PGresult *result);
+    void requestBatch();
+    void takeFirstBatch();
+    // The reader thread's loop, and the user-interface thread's side of it.
+    void readBatches();
+    bool takeQueuedBatch();
+    void stopReader();
+    void cancelServer();
+    void checkTime();
+
+    Connection m_connection;
+    Result m_batch; // the rows being read: a cursor's batch, or one row
+    int m_index = 0;
+    int m_count = 0;
+    bool m_fromCursor = false;
+    // After the first batch a thread of the cursor's own asks for the next ones and keeps up to two
+    // ready, so that the server and libpq work while the list takes rows. From then on only that
+    // thread uses the connection; this one cancels through m_cancel.
+    struct Reader {
+        std::mutex mutex;
+        std::condition_variable changed;
+        std::deque<Result> batches;
+        Result failure; // the answer that failed, if one did
+        bool failed = false;
+        bool finished = false; // nothing more will come
+        bool stop = false;
+        int socket = -1; // the connection's, to cut it should the server stop answering
+        std::thread thread;
+    };
+    std::unique_ptr<Reader> m_reader;
+    PGcancel *m_cancel = nullptr;
+    int m_batchRows = 64;
+    int m_rowsToCheck = 0; // rows left before the next look at the clock
+    std::vector<Kind> m_kinds;
+    mutable std::vector<QByteArray> m_fixed; // per column, the current row's adapted text
+    std::chrono::steady_clock::time_point m_deadline = std::chrono::steady_clock::time_point::max();
+    std::chrono::milliseconds m_limit { 0 };
+    bool m_cancelled = false;
+    bool m_late = false;
+    bool m_done = false; // the statement has given all its answers
+};
+
+} // namespace Brennvox10::data::postgres
