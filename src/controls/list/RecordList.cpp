@@ -25,6 +25,9 @@ namespace {
 const QString MsgCannotLoad = QStringLiteral("no se puede cargar configuracion del listado");
 const QString MsgNoKeyField = QStringLiteral("campo principal no definido");
 const QString MsgNoDataSource = QStringLiteral("no existe origen de datos");
+// The definition's root, and its line limit: the one attribute the list writes back.
+const QString DefinitionElement = QStringLiteral("lrfmt");
+const QString MaxLinesAttribute = QStringLiteral("ListMaxLineas");
 // The tabs a strip's query adds are keyed by this and their value; its default tab by its value alone.
 const QString TabKeyPrefix = QStringLiteral("i");
 
@@ -113,7 +116,7 @@ void RecordList::LoadDefinition()
             return;
         }
         xml::Node lrfmt;
-        g.step([&] { lrfmt = xmlHelper().FindNode(QStringLiteral("lrfmt"), doc.childNodes()); });
+        g.step([&] { lrfmt = xmlHelper().FindNode(DefinitionElement, doc.childNodes()); });
         readListAttributes(g, lrfmt);
         g.step([&] { m_list.ListItems().Clear(); });
         g.step([&] { m_list.ColumnHeaders().Clear(); });
@@ -139,7 +142,7 @@ void RecordList::readListAttributes(Guard &g, const xml::Node &lrfmt)
     g.step([&] { m_caption = helper.GetAttribute(lrfmt, QStringLiteral("Caption")); });
     g.step([&] { m_keyField = helper.GetAttribute(lrfmt, QStringLiteral("Key")); });
     g.step([&] { m_source = helper.GetAttribute(lrfmt, QStringLiteral("ListSQLSource")); });
-    g.step([&] { m_maxLines = toLong(helper.GetAttribute(lrfmt, QStringLiteral("ListMaxLineas"))); });
+    g.step([&] { m_maxLines = toLong(helper.GetAttribute(lrfmt, MaxLinesAttribute)); });
     g.step([&] { m_limitLabel.setText(limitCaption(QString::number(m_maxLines))); });
 }
 
@@ -217,11 +220,11 @@ void RecordList::SaveConfig()
             return;
         XmlHelper &helper = xmlHelper();
         xml::Node lrfmt;
-        g.step([&] { lrfmt = helper.FindNode(QStringLiteral("lrfmt"), doc.childNodes()); });
+        g.step([&] { lrfmt = helper.FindNode(DefinitionElement, doc.childNodes()); });
         if (lrfmt.isNull())
             return;
         g.step([&] {
-            helper.SetAttribute(QStringLiteral("ListMaxLineas"), formatPlainDigits(m_maxLines), lrfmt);
+            helper.SetAttribute(MaxLinesAttribute, formatPlainDigits(m_maxLines), lrfmt);
         });
     });
 }
