@@ -1,5 +1,6 @@
 // The published library's identity. Everything else it exports comes from the layers it links.
 
+#include "component/Identity.h"
 #include "component/VersionBlock.h"
 
 #include <Brennvox10/Brennvox10.h>
@@ -10,12 +11,12 @@ namespace Brennvox10 {
 
 BRENNVOX10_EXPORT QString libraryName()
 {
-    return QStringLiteral("Brennvox10");
+    return QLatin1String(identity::library().name);
 }
 
 BRENNVOX10_EXPORT QString libraryDescription()
 {
-    return QStringLiteral("Moltrave Common Controls 1.0");
+    return QLatin1String(identity::library().help);
 }
 
 // Read from the version table itself, so what a program is told and what tools read from the file

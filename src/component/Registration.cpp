@@ -46,61 +46,82 @@ QString libraryPath()
     return QFileInfo(QFile::decodeName(info.dli_fname)).absoluteFilePath();
 }
 
+// A key's one value, its default.
+Values byDefault(const QString &value)
+{
+    return { { QStringLiteral("@"), quoted(value) } };
+}
+
+const QString Root = QStringLiteral("HKEY_CLASSES_ROOT\\");
+
+// What every class's keys repeat of the library.
+struct LibraryRefs {
+    QString path, version, libId;
+};
+
+void addClassKeys(Keys &keys, const identity::Class &c, const LibraryRefs &k)
+{
+    const QString clsKey = Root + QStringLiteral("CLSID\\") + braced(c.id);
+    const QString name = QLatin1String(c.name);
+    if (!c.control) {
+        keys.push_back({ clsKey,
+            { { QStringLiteral("@"), quoted(name) }, { QStringLiteral("NotCreatable"), quoted({}) } } });
+        keys.push_back(
+            { clsKey + QStringLiteral("\\DefaultInterface"), byDefault(braced(c.defaultInterface.id)) });
+        keys.push_back({ clsKey + QStringLiteral("\\TypeLib"), byDefault(k.libId) });
+        return;
+    }
+    keys.push_back({ clsKey, byDefault(name) });
+    keys.push_back({ clsKey + QStringLiteral("\\InprocServer32"),
+        { { QStringLiteral("@"), quoted(k.path) },
+            { QStringLiteral("ThreadingModel"), quoted(QStringLiteral("Apartment")) } } });
+    keys.push_back({ clsKey + QStringLiteral("\\ProgID"), byDefault(c.progId()) });
+    keys.push_back({ clsKey + QStringLiteral("\\TypeLib"), byDefault(k.libId) });
+    keys.push_back({ clsKey + QStringLiteral("\\Version"), byDefault(k.version) });
+    keys.push_back({ clsKey + QStringLiteral("\\Control"), byDefault({}) });
+    keys.push_back({ clsKey + QStringLiteral("\\MiscStatus"), byDefault(QStringLiteral("0")) });
+    keys.push_back(
+        { clsKey + QStringLiteral("\\MiscStatus\\1"), byDefault(QString::number(identity::ControlStatus)) });
+    keys.push_back({ clsKey + QStringLiteral("\\ToolboxBitmap32"),
+        byDefault(k.path + QStringLiteral(", ") + QString::number(c.picture)) });
+    keys.push_back({ Root + c.progId(), byDefault(name) });
+    keys.push_back({ Root + c.progId() + QStringLiteral("\\CLSID"), byDefault(braced(c.id)) });
+}
+
+// Interfaces marshal through the type library.
+void addInterfaceKeys(Keys &keys, const identity::Interface &i, const LibraryRefs &k)
+{
+    if (i.id.isNull())
+        return;
+    const QString key = Root + QStringLiteral("Interface\\") + braced(i.id);
+    keys.push_back({ key, byDefault(QLatin1String(i.name)) });
+    keys.push_back({ key + QStringLiteral("\\ProxyStubClsid32"),
+        byDefault(QStringLiteral("{00020424-0000-0000-C000-000000000046}")) });
+    keys.push_back({ key + QStringLiteral("\\TypeLib"),
+        { { QStringLiteral("@"), quoted(k.libId) }, { QStringLiteral("Version"), quoted(k.version) } } });
+}
+
 // Everything registration writes, in the order it is written.
 Keys entries()
 {
     const identity::Library &lib = identity::library();
-    const QString path = libraryPath();
-    const QString root = QStringLiteral("HKEY_CLASSES_ROOT\\");
-    const QString version = QStringLiteral("%1.%2").arg(lib.major).arg(lib.minor);
-    const QString libId = braced(lib.id);
-    const QString typeLib = root + QStringLiteral("TypeLib\\") + libId + QLatin1Char('\\') + version;
+    const LibraryRefs k { libraryPath(), QStringLiteral("%1.%2").arg(lib.major).arg(lib.minor),
+        braced(lib.id) };
+    const QString typeLib = Root + QStringLiteral("TypeLib\\") + k.libId + QLatin1Char('\\') + k.version;
     Keys keys {
-        { typeLib, { { QStringLiteral("@"), quoted(QLatin1String(lib.help)) } } },
-        { typeLib + QStringLiteral("\\%1\\linux64").arg(lib.registeredLocale), { { QStringLiteral("@"), quoted(path) } } },
-        { typeLib + QStringLiteral("\\FLAGS"), { { QStringLiteral("@"), quoted(QString::number(lib.flags)) } } },
-        { typeLib + QStringLiteral("\\HELPDIR"), { { QStringLiteral("@"), quoted(QFileInfo(path).absolutePath()) } } },
+        { typeLib, byDefault(QLatin1String(lib.help)) },
+        { typeLib + QStringLiteral("\\%1\\linux64").arg(lib.registeredLocale), byDefault(k.path) },
+        { typeLib + QStringLiteral("\\FLAGS"), byDefault(QString::number(lib.flags)) },
+        { typeLib + QStringLiteral("\\HELPDIR"), byDefault(QFileInfo(k.path).absolutePath()) },
     };
+    for (const identity::Class &c : identity::classes())
+        addClassKeys(keys, c, k);
+    // Per class the earlier identifiers come first.
     for (const identity::Class &c : identity::classes()) {
-        const QString clsKey = root + QStringLiteral("CLSID\\") + braced(c.id);
-        const QString name = QLatin1String(c.name);
-        if (!c.control) {
-            keys.push_back({ clsKey, { { QStringLiteral("@"), quoted(name) }, { QStringLiteral("NotCreatable"), quoted({}) } } });
-            keys.push_back({ clsKey + QStringLiteral("\\DefaultInterface"), { { QStringLiteral("@"), quoted(braced(c.defaultInterface.id)) } } });
-            keys.push_back({ clsKey + QStringLiteral("\\TypeLib"), { { QStringLiteral("@"), quoted(libId) } } });
-            continue;
-        }
-        keys.push_back({ clsKey, { { QStringLiteral("@"), quoted(name) } } });
-        keys.push_back({ clsKey + QStringLiteral("\\InprocServer32"),
-            { { QStringLiteral("@"), quoted(path) }, { QStringLiteral("ThreadingModel"), quoted(QStringLiteral("Apartment")) } } });
-        keys.push_back({ clsKey + QStringLiteral("\\ProgID"), { { QStringLiteral("@"), quoted(c.progId()) } } });
-        keys.push_back({ clsKey + QStringLiteral("\\TypeLib"), { { QStringLiteral("@"), quoted(libId) } } });
-        keys.push_back({ clsKey + QStringLiteral("\\Version"), { { QStringLiteral("@"), quoted(version) } } });
-        keys.push_back({ clsKey + QStringLiteral("\\Control"), { { QStringLiteral("@"), quoted({}) } } });
-        keys.push_back({ clsKey + QStringLiteral("\\MiscStatus"), { { QStringLiteral("@"), quoted(QStringLiteral("0")) } } });
-        keys.push_back({ clsKey + QStringLiteral("\\MiscStatus\\1"),
-            { { QStringLiteral("@"), quoted(QString::number(identity::ControlStatus)) } } });
-        keys.push_back({ clsKey + QStringLiteral("\\ToolboxBitmap32"),
-            { { QStringLiteral("@"), quoted(path + QStringLiteral(", ") + QString::number(c.picture)) } } });
-        keys.push_back({ root + c.progId(), { { QStringLiteral("@"), quoted(name) } } });
-        keys.push_back({ root + c.progId() + QStringLiteral("\\CLSID"), { { QStringLiteral("@"), quoted(braced(c.id)) } } });
-    }
-    // Interfaces marshal through the type library; per class the earlier identifiers come first.
-    const auto addInterface = [&](const identity::Interface &i) {
-        if (i.id.isNull())
-            return;
-        const QString key = root + QStringLiteral("Interface\\") + braced(i.id);
-        keys.push_back({ key, { { QStringLiteral("@"), quoted(QLatin1String(i.name)) } } });
-        keys.push_back({ key + QStringLiteral("\\ProxyStubClsid32"),
-            { { QStringLiteral("@"), quoted(QStringLiteral("{00020424-0000-0000-C000-000000000046}")) } } });
-        keys.push_back({ key + QStringLiteral("\\TypeLib"),
-            { { QStringLiteral("@"), quoted(libId) }, { QStringLiteral("Version"), quoted(version) } } });
-    };
-    for (const identity::Class &c : identity::classes()) {
-        addInterface(c.earlierDefault);
-        addInterface(c.defaultInterface);
-        addInterface(c.earlierEvents);
-        addInterface(c.events);
+        addInterfaceKeys(keys, c.earlierDefault, k);
+        addInterfaceKeys(keys, c.defaultInterface, k);
+        addInterfaceKeys(keys, c.earlierEvents, k);
+        addInterfaceKeys(keys, c.events, k);
     }
     return keys;
 }

@@ -1,9 +1,13 @@
 #pragma once
-// The list view's state and its item model. Rows live in a RowStore; the model shows them in the order
-// kept here. Rows added are announced to the view in one batch, when control returns to the event loop
-// or before anything reads rows by position, so a bulk load costs no notification per row. A sorted
-// list stays sorted one row at a time: a row added or changed moves to its place by binary search, and
-// the view hears of exactly that row.
+// The list view's private side is its item model. One object answers both Qt's view (the overrides)
+// and the keyed collections (ListItems, ColumnHeaders), so that every edit of rows or columns and the
+// view's notice of it are made in one place and cannot drift apart.
+//
+// Rows live in a RowStore; the model shows them in the order kept here. Rows added are announced to
+// the view in one batch, when control returns to the event loop or before anything reads rows by
+// position, so a bulk load costs no notification per row. A sorted list stays sorted one row at a
+// time: a row added or changed moves to its place by binary search, and the view hears of exactly
+// that row.
 
 #include "listview/rows/RowOrder_p.h"
 #include "listview/rows/RowStore_p.h"

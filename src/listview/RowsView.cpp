@@ -258,15 +258,19 @@ void RowsView::paintEvent(QPaintEvent *event)
             itemDelegateForIndex(index)->paint(&painter, option, index);
         }
         if (focused && current.row() == row) {
-            QStyleOptionFocusRect frame;
-            frame.QStyleOption::operator=(option);
-            frame.rect = QRect(0, y, rowWidth, height);
-            frame.state |= QStyle::State_KeyboardFocusChange;
-            frame.backgroundColor
-                = palette().color(selected ? QPalette::Highlight : QPalette::Base);
-            style()->drawPrimitive(QStyle::PE_FrameFocusRect, &frame, &painter, this);
+            option.rect = QRect(0, y, rowWidth, height);
+            paintFocus(painter, option, selected);
         }
     }
+}
+
+void RowsView::paintFocus(QPainter &painter, const QStyleOptionViewItem &row, bool selected) const
+{
+    QStyleOptionFocusRect frame;
+    frame.QStyleOption::operator=(row);
+    frame.state |= QStyle::State_KeyboardFocusChange;
+    frame.backgroundColor = palette().color(selected ? QPalette::Highlight : QPalette::Base);
+    style()->drawPrimitive(QStyle::PE_FrameFocusRect, &frame, &painter, this);
 }
 
 void RowsView::updateGeometries()

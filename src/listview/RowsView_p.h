@@ -7,6 +7,8 @@
 #include <QAbstractItemView>
 
 class QHeaderView;
+class QPainter;
+class QStyleOptionViewItem;
 
 namespace Brennvox10 {
 
@@ -41,6 +43,8 @@ private:
     void contentsChanged();
     int rowCount() const;
     int rowsPerPage() const;
+    // The current row's focus frame, over the whole row, drawn on the row's own background.
+    void paintFocus(QPainter &painter, const QStyleOptionViewItem &row, bool selected) const;
 
     QHeaderView *m_header;
     mutable int m_rowHeight = 0;

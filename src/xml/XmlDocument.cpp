@@ -258,6 +258,109 @@ Failure saveFailure(const QString &why)
     return Failure(standard.number(), standard.description() + QStringLiteral(": ") + why, source);
 }
 
+// The '<' of the element's start tag in the text as edited so far.
+size_t startTagOffset(const DocumentData &d, const pugi::xml_node &node)
+{
+    const ptrdiff_t parsedOffset = node.offset_debug();
+    if (parsedOffset < 0)
+        throw saveFailure(QStringLiteral("element position unknown"));
+    size_t tagStart = d.currentOffset(size_t(parsedOffset));
+    if (tagStart >= d.utf8.size())
+        throw saveFailure(QStringLiteral("element position unknown"));
+    while (tagStart > 0 && d.utf8[tagStart] != '<')
+        --tagStart;
+    if (d.utf8[tagStart] != '<')
+        throw saveFailure(QStringLiteral("element position unknown"));
+    return tagStart;
+}
+
+struct Splice {
+    std::string text;
+    std::pair<size_t, ptrdiff_t> edit; // as DocumentData::edits records it
+};
+
+// Edits only this attribute's bytes: a re-serialised document would lose the author's comments,
+// quoting and spacing.
+Splice spliceAttribute(
+    const std::string &text, size_t tagStart, const std::string &name, const std::string &value)
+{
+    size_t vb = 0, ve = 0, insertAt = 0;
+    char quote = '"';
+    if (!locateAttribute(text, tagStart, name, vb, ve, quote, insertAt))
+        throw saveFailure(QStringLiteral("cannot read the element's tag"));
+    Splice s { text, {} };
+    if (vb != std::string::npos) {
+        const std::string escaped = escapeAttribute(value, quote);
+        s.text.replace(vb, ve - vb, escaped);
+        s.edit = { vb, ptrdiff_t(escaped.size()) - ptrdiff_t(ve - vb) };
+    } else {
+        const std::string inserted = " " + name + "=\"" + escapeAttribute(value, '"') + "\"";
+        s.text.insert(insertAt, inserted);
+        s.edit = { insertAt, ptrdiff_t(inserted.size()) };
+    }
+    return s;
+}
+
+// The attribute set in the loaded tree, which then serialises as the edited file should read;
+// undone when the edit cannot be saved.
+class TreeChange {
+public:
+    TreeChange(pugi::xml_node node, const std::string &name, const std::string &value)
+        : m_node(node)
+        , m_attribute(node.attribute(name.c_str()))
+        , m_existed(bool(m_attribute))
+        , m_previous(m_existed ? std::string(m_attribute.value()) : std::string())
+    {
+        if (!m_attribute)
+            m_attribute = node.append_attribute(name.c_str());
+        m_attribute.set_value(value.c_str());
+    }
+    void undo()
+    {
+        if (m_existed)
+            m_attribute.set_value(m_previous.c_str());
+        else
+            m_node.remove_attribute(m_attribute);
+    }
+
+private:
+    pugi::xml_node m_node;
+    pugi::xml_attribute m_attribute;
+    bool m_existed;
+    std::string m_previous;
+};
+
+// The edited text must parse to the loaded tree with just this attribute changed.
+void requireReadsBack(const DocumentData &d, const std::string &edited)
+{
+    const std::string expected = serialise(d.doc);
+    DocumentData check;
+    check.utf8 = edited;
+    if (!parse(check) || serialise(check.doc) != expected)
+        throw saveFailure(QStringLiteral("the edited document would not read back as expected"));
+}
+
+void requireUnchangedOnDisk(const DocumentData &d)
+{
+    QFile current(d.path);
+    if (!current.open(QIODevice::ReadOnly) || current.size() > Document::MaxFileSize
+        || current.readAll() != d.fileBytes)
+        throw saveFailure(QStringLiteral("the file changed since it was read"));
+}
+
+// Replaces the file whole or not at all, keeping its permissions; returns the bytes written.
+QByteArray writeFile(const QString &path, const std::string &utf8, Encoding encoding)
+{
+    const QFileDevice::Permissions permissions = QFile::permissions(path);
+    const QByteArray bytes = encode(utf8, encoding);
+    QSaveFile out(path);
+    if (!out.open(QIODevice::WriteOnly) || out.write(bytes) != bytes.size() || !out.commit())
+        throw saveFailure(out.errorString());
+    QFile::setPermissions(path, permissions);
+    syncFolder(path);
+    return bytes;
+}
+
 } // namespace
 
 bool Node::isNull() const
@@ -337,77 +440,22 @@ void Node::setAttribute(const QString &name, const QString &value) const
         return;
     }
 
-    // Edit only this attribute's bytes: a re-serialised document would lose the author's comments,
-    // quoting and spacing.
-    const ptrdiff_t parsedOffset = node.offset_debug();
-    if (parsedOffset < 0)
-        throw saveFailure(QStringLiteral("element position unknown"));
-    size_t tagStart = d.currentOffset(size_t(parsedOffset));
-    if (tagStart >= d.utf8.size())
-        throw saveFailure(QStringLiteral("element position unknown"));
-    while (tagStart > 0 && d.utf8[tagStart] != '<')
-        --tagStart;
-    if (d.utf8[tagStart] != '<')
-        throw saveFailure(QStringLiteral("element position unknown"));
-    size_t vb = 0, ve = 0, insertAt = 0;
-    char quote = '"';
-    if (!locateAttribute(d.utf8, tagStart, n, vb, ve, quote, insertAt))
-        throw saveFailure(QStringLiteral("cannot read the element's tag"));
-    std::string edited = d.utf8;
-    std::pair<size_t, ptrdiff_t> edit;
-    if (vb != std::string::npos) {
-        const std::string escaped = escapeAttribute(v, quote);
-        edited.replace(vb, ve - vb, escaped);
-        edit = { vb, ptrdiff_t(escaped.size()) - ptrdiff_t(ve - vb) };
-    } else {
-        const std::string inserted = " " + n + "=\"" + escapeAttribute(v, '"') + "\"";
-        edited.insert(insertAt, inserted);
-        edit = { insertAt, ptrdiff_t(inserted.size()) };
+    Splice splice = spliceAttribute(d.utf8, startTagOffset(d, node), n, v);
+    TreeChange change(node, n, v);
+    QByteArray bytes;
+    try {
+        requireReadsBack(d, splice.text);
+        requireUnchangedOnDisk(d);
+        bytes = writeFile(d.path, splice.text, d.encoding);
+    } catch (const Failure &) {
+        change.undo();
+        throw;
     }
-
-    // What we expect: the document as loaded with just this attribute changed.
-    pugi::xml_attribute a = node.attribute(n.c_str());
-    const bool existed = bool(a);
-    const std::string previous = existed ? std::string(a.value()) : std::string();
-    if (!a)
-        a = node.append_attribute(n.c_str());
-    a.set_value(v.c_str());
-    const auto undo = [&] {
-        if (existed)
-            a.set_value(previous.c_str());
-        else
-            node.remove_attribute(a);
-    };
-    const std::string expected = serialise(d.doc);
-    DocumentData check;
-    check.utf8 = edited;
-    if (!parse(check) || serialise(check.doc) != expected) {
-        undo();
-        throw saveFailure(QStringLiteral("the edited document would not read back as expected"));
-    }
-
-    QFile current(d.path);
-    if (!current.open(QIODevice::ReadOnly) || current.size() > Document::MaxFileSize
-        || current.readAll() != d.fileBytes) {
-        undo();
-        throw saveFailure(QStringLiteral("the file changed since it was read"));
-    }
-    current.close();
-
-    const QFileDevice::Permissions permissions = QFile::permissions(d.path);
-    const QByteArray bytes = encode(edited, d.encoding);
-    QSaveFile out(d.path);
-    if (!out.open(QIODevice::WriteOnly) || out.write(bytes) != bytes.size() || !out.commit()) {
-        undo();
-        throw saveFailure(out.errorString());
-    }
-    QFile::setPermissions(d.path, permissions);
-    syncFolder(d.path);
 
     // Keep the document in step with the file so later edits start from what is on disk.
     d.fileBytes = bytes;
-    d.utf8 = std::move(edited);
-    d.edits.push_back(edit);
+    d.utf8 = std::move(splice.text);
+    d.edits.push_back(splice.edit);
 }
 
 Document::Document()

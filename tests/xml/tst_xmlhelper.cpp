@@ -109,8 +109,9 @@ private Q_SLOTS:
             << edited("Caption='Facturas'", "Caption='A\xC3\xB1o'");
         QTest::newRow("utf-16") << QByteArray("\xFF\xFE") << "Caption" << "Año" << none
             << edited("Caption='Facturas'", "Caption='A\xC3\xB1o'");
-        // Both edits are refused; the other writer's change survives.
+        // Both edits are refused; the other writer's change survives and the loaded tree is as it was.
         QTest::newRow("changed since the load") << utf8 << "ListMaxLineas" << "5" << pedidos << pedidos;
+        QTest::newRow("added after a change") << utf8 << "Extra" << "1" << pedidos << pedidos;
         // clang-format on
     }
     void setAttributeChangesOnlyThatValue()
@@ -131,6 +132,7 @@ private Q_SLOTS:
         const QFile::Permissions before = QFile::permissions(path);
         xml::Document doc;
         QVERIFY(doc.load(path) && doc.errorText().isEmpty());
+        const QString loaded = doc.firstChild().xml();
         if (!meanwhile.isEmpty())
             writeBytes(path, encoded(meanwhile));
         const int refused = meanwhile.isEmpty() ? 0 : FailureNumber::PathFileAccessError;
@@ -140,6 +142,8 @@ private Q_SLOTS:
             QList<int>(2, refused));
         QCOMPARE(readBytes(path), encoded(expected));
         QCOMPARE(QFile::permissions(path), before);
+        if (refused)
+            QCOMPARE(doc.firstChild().xml(), loaded);
         xml::Document again;
         QVERIFY(again.load(path));
         if (!refused)

@@ -1,16 +1,17 @@
 #include <Brennvox10/ctlFilter.h>
 #include "core/BusyCursor.h"
 
-#include "sql/ConnectionSettings.h"
-#include "core/Conversions.h"
-#include "sql/RowWalk.h"
-#include "xml/XmlHelper.h"
-#include "core/Guard.h"
 #include "controls/filter/FilterText.h"
 #include "controls/filter/ValueList_p.h"
+#include "core/Conversions.h"
+#include "core/Guard.h"
+#include "sql/ConnectionSettings.h"
 #include "sql/Recordset.h"
+#include "sql/RowWalk.h"
 #include "widgets/DatePicker.h"
+#include "widgets/Icons.h"
 #include "widgets/Twips.h"
+#include "xml/XmlHelper.h"
 
 #include <Brennvox10/Failure.h>
 #include <Brennvox10/Services.h>
@@ -112,17 +113,34 @@ void fitCaption(QCheckBox *box, float rightEdge)
     box->resize(std::max(box->width(), std::min(room, box->sizeHint().width())), box->height());
 }
 
+// A condition's value: typed, or chosen from the field's list of values, which every value box of
+// the page shares.
+QComboBox *makeValueBox(QWidget *parent, ValueListModel *values, int number)
+{
+    auto *box = new QComboBox(parent);
+    box->setObjectName(nameOf("cmb", number));
+    box->setEditable(true);
+    // A typed value is a value, not a new item of the field's list.
+    box->setInsertPolicy(QComboBox::NoInsert);
+    // Measuring every item of a long list for the box's width would cost a pass over it; the
+    // box has its design width anyway.
+    box->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    box->setModel(values);
+    if (auto *view = qobject_cast<QListView *>(box->view()))
+        view->setUniformItemSizes(true);
+    // An item is "value||description": its start is what matters, so show that.
+    QObject::connect(
+        box, &QComboBox::currentIndexChanged, box, [box] { box->lineEdit()->setCursorPosition(0); });
+    return box;
+}
+
 QToolButton *makeButton(QWidget *parent, const char *name, const QString &caption, const QString &icon)
 {
     auto *b = new QToolButton(parent);
     b->setObjectName(QLatin1String(name));
     b->setText(caption);
     b->setToolButtonStyle(Qt::ToolButtonTextUnderIcon);
-    const QString base = QStringLiteral(":/brennvox10/filter/icons/") + icon;
-    QIcon i;
-    i.addFile(base + QStringLiteral("-16.png"), QSize(16, 16));
-    i.addFile(base + QStringLiteral("-32.png"), QSize(32, 32));
-    b->setIcon(i);
+    b->setIcon(drawnIcon(QStringLiteral(":/brennvox10/filter/icons/") + icon));
     b->setIconSize(QSize(16, 16));
     return b;
 }
@@ -134,6 +152,7 @@ public:
     explicit ctlFilterPrivate(ctlFilter &q);
 
     void buildPage(int index);
+    void buildCondition(Page &p, int index, int c);
     void fitCaptions();
     void fitPage(Guard &g, int index);
     // The handlers of the user's actions, each a guarded procedure.
@@ -143,6 +162,9 @@ public:
     void onOK();
     void onCancel();
 
+    // Showme's two halves.
+    void readDefinitions(Guard &g, const xml::Node &pNode);
+    void resetInputs(Guard &g);
     void chooseDateField(Guard &g, Page &p);
     void chooseFreeField(Guard &g, Page &p);
     void chooseListField(Guard &g, Page &p, const FilterDefinition &def);
@@ -193,7 +215,6 @@ void ctlFilterPrivate::buildPage(int index)
 {
     Page &p = pages[size_t(index)];
     const PageDesign &at = Design[size_t(index)];
-    const int n = 2 * index + 1; // page 1's inputs are numbered 1 and 2, page 2's 3 and 4
 
     p.frame = new QFrame(&q);
     p.frame->setObjectName(nameOf("Frame", index + 1));
@@ -207,48 +228,38 @@ void ctlFilterPrivate::buildPage(int index)
     place(p.field, at.field, ListHeight);
 
     p.values = new ValueListModel(p.frame);
-    const std::array<Place, 2> checks { at.first, at.second };
-    const std::array<Place, 2> operators { at.firstOperator, at.secondOperator };
-    const std::array<Place, 2> values { at.firstValue, at.secondValue };
-    for (int c = 0; c < 2; ++c) {
-        const size_t k = size_t(c);
-        p.check[k] = new QCheckBox(
-            c == 0 ? QStringLiteral("Primera Condicion:") : QStringLiteral("Segunda Condicion:"), p.frame);
-        p.check[k]->setObjectName(nameOf("Check", n + c));
-        place(p.check[k], checks[k], c == 0 ? FirstCheckHeight : SecondCheckHeight);
-
-        p.op[k] = new QComboBox(p.frame);
-        p.op[k]->setObjectName(nameOf("Condicion", n + c));
-        for (const char16_t *caption : OperatorCaptions)
-            p.op[k]->addItem(QString::fromUtf16(caption));
-        // Nothing is chosen until Showme chooses "Igual".
-        p.op[k]->setCurrentIndex(-1);
-        place(p.op[k], operators[k], ListHeight);
-
-        QComboBox *box = new QComboBox(p.frame);
-        box->setObjectName(nameOf("cmb", n + c));
-        box->setEditable(true);
-        // A typed value is a value, not a new item of the field's list.
-        box->setInsertPolicy(QComboBox::NoInsert);
-        // Measuring every item of a long list for the box's width would cost a pass over it; the
-        // box has its design width anyway.
-        box->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
-        box->setModel(p.values);
-        if (auto *view = qobject_cast<QListView *>(box->view()))
-            view->setUniformItemSizes(true);
-        // An item is "value||description": its start is what matters, so show that.
-        QObject::connect(
-            box, &QComboBox::currentIndexChanged, box, [box] { box->lineEdit()->setCursorPosition(0); });
-        place(box, values[k], ListHeight);
-        p.value[k] = box;
-
-        p.date[k] = new DatePicker(p.frame);
-        p.date[k]->setObjectName(nameOf("DTPicker", n + c));
-        twips::setRect(p.date[k], values[k].left, values[k].top, PickerWidth, PickerHeight);
-        p.date[k]->hide();
-    }
+    for (int c = 0; c < 2; ++c)
+        buildCondition(p, index, c);
     p.check[0]->setChecked(true);
     p.check[0]->setEnabled(false);
+}
+
+void ctlFilterPrivate::buildCondition(Page &p, int index, int c)
+{
+    const PageDesign &at = Design[size_t(index)];
+    const int n = 2 * index + 1 + c; // page 1's inputs are numbered 1 and 2, page 2's 3 and 4
+    const size_t k = size_t(c);
+    p.check[k] = new QCheckBox(
+        c == 0 ? QStringLiteral("Primera Condicion:") : QStringLiteral("Segunda Condicion:"), p.frame);
+    p.check[k]->setObjectName(nameOf("Check", n));
+    place(p.check[k], c == 0 ? at.first : at.second, c == 0 ? FirstCheckHeight : SecondCheckHeight);
+
+    p.op[k] = new QComboBox(p.frame);
+    p.op[k]->setObjectName(nameOf("Condicion", n));
+    for (const char16_t *caption : OperatorCaptions)
+        p.op[k]->addItem(QString::fromUtf16(caption));
+    // Nothing is chosen until Showme chooses "Igual".
+    p.op[k]->setCurrentIndex(-1);
+    place(p.op[k], c == 0 ? at.firstOperator : at.secondOperator, ListHeight);
+
+    const Place &value = c == 0 ? at.firstValue : at.secondValue;
+    p.value[k] = makeValueBox(p.frame, p.values, n);
+    place(p.value[k], value, ListHeight);
+
+    p.date[k] = new DatePicker(p.frame);
+    p.date[k]->setObjectName(nameOf("DTPicker", n));
+    twips::setRect(p.date[k], value.left, value.top, PickerWidth, PickerHeight);
+    p.date[k]->hide();
 }
 
 void ctlFilterPrivate::fitCaptions()
@@ -295,62 +306,73 @@ QVariant ctlFilter::Showme(const xml::Node &pNode)
 {
     const busy::Scope busy;
     guarded(*this, [&](Guard &g) {
-        Page &p1 = d->pages[0];
-        Page &p2 = d->pages[1];
+        d->readDefinitions(g, pNode);
+        d->resetInputs(g);
+    });
+    return QVariant();
+}
+
+void ctlFilterPrivate::readDefinitions(Guard &g, const xml::Node &pNode)
+{
+    Page &p1 = pages[0];
+    Page &p2 = pages[1];
+    g.step([&] {
+        FilterDefinitions.clear();
+        p1.field->clear();
+        p2.field->clear();
+    });
+    std::vector<xml::Node> entries;
+    g.step([&] { entries = childNodesOf(pNode); });
+    XmlHelper &helper = xmlHelper();
+    // Kept across entries: a skipped read leaves the previous entry's value.
+    FilterDefinition def;
+    for (const xml::Node &entry : entries) {
+        g.step([&] { def.fltName = helper.GetAttribute(entry, QStringLiteral("fltName")); });
+        g.step([&] { def.fltType = toInteger(helper.GetAttribute(entry, QStringLiteral("fltType"))); });
         g.step([&] {
-            d->FilterDefinitions.clear();
-            p1.field->clear();
-            p2.field->clear();
+            def.fltFieldtype = toInteger(helper.GetAttribute(entry, QStringLiteral("fltFieldtype")));
         });
-        std::vector<xml::Node> entries;
-        g.step([&] { entries = childNodesOf(pNode); });
-        XmlHelper &helper = xmlHelper();
-        // Kept across entries: a skipped read leaves the previous entry's value.
-        FilterDefinition def;
-        for (const xml::Node &entry : entries) {
-            g.step([&] { def.fltName = helper.GetAttribute(entry, QStringLiteral("fltName")); });
-            g.step([&] { def.fltType = toInteger(helper.GetAttribute(entry, QStringLiteral("fltType"))); });
+        g.step([&] { def.fltSQL = helper.GetAttribute(entry, QStringLiteral("fltSQL")); });
+        for (Page *p : { &p1, &p2 }) {
+            // Adding must not choose: a choice runs the field's handling.
             g.step([&] {
-                def.fltFieldtype = toInteger(helper.GetAttribute(entry, QStringLiteral("fltFieldtype")));
-            });
-            g.step([&] { def.fltSQL = helper.GetAttribute(entry, QStringLiteral("fltSQL")); });
-            for (Page *p : { &p1, &p2 }) {
-                // Adding must not choose: a choice runs the field's handling.
-                g.step([&] {
-                    const QSignalBlocker quiet(p->field);
-                    p->field->addItem(def.fltName);
-                    if (p->field->count() == 1)
-                        p->field->setCurrentIndex(-1);
-                });
-            }
-            for (Page *p : { &p1, &p2 })
-                g.step([&] { p->field->setItemData(p->field->count() - 1, int(def.fltFieldtype)); });
-            g.step([&] { d->FilterDefinitions.push_back(def); });
-        }
-        g.step([&] { p1.op[1]->setEnabled(false); });
-        g.step([&] { p1.value[1]->setEnabled(false); });
-        g.step([&] { p1.date[1]->setEnabled(false); });
-        g.step([&] { p2.op[1]->setEnabled(false); });
-        g.step([&] { p2.value[1]->setEnabled(false); });
-        g.step([&] { p2.date[1]->setEnabled(false); });
-        for (int i = 0; i < 2; ++i) {
-            g.step([&] {
-                if (d->pages[size_t(i)].field->count() > 0) {
-                    d->pages[size_t(i)].field->setCurrentIndex(0);
-                    d->onFieldChosen(i);
-                }
+                const QSignalBlocker quiet(p->field);
+                p->field->addItem(def.fltName);
+                if (p->field->count() == 1)
+                    p->field->setCurrentIndex(-1);
             });
         }
         for (Page *p : { &p1, &p2 })
-            for (QComboBox *op : p->op)
-                g.step([&] { op->setCurrentIndex(0); });
-        g.step([&] { d->TabStrip1->selectTab(1); });
+            g.step([&] { p->field->setItemData(p->field->count() - 1, int(def.fltFieldtype)); });
+        g.step([&] { FilterDefinitions.push_back(def); });
+    }
+}
+
+// Every second condition disabled, each page's first field chosen, every operator "Igual", the
+// first page shown.
+void ctlFilterPrivate::resetInputs(Guard &g)
+{
+    for (Page &p : pages) {
+        g.step([&] { p.op[1]->setEnabled(false); });
+        g.step([&] { p.value[1]->setEnabled(false); });
+        g.step([&] { p.date[1]->setEnabled(false); });
+    }
+    for (int i = 0; i < 2; ++i) {
         g.step([&] {
-            for (size_t i = 0; i < d->Operators.size(); ++i)
-                d->Operators[i] = QString::fromUtf16(OperatorTexts[i]);
+            if (pages[size_t(i)].field->count() > 0) {
+                pages[size_t(i)].field->setCurrentIndex(0);
+                onFieldChosen(i);
+            }
         });
+    }
+    for (Page &p : pages)
+        for (QComboBox *op : p.op)
+            g.step([&] { op->setCurrentIndex(0); });
+    g.step([&] { TabStrip1->selectTab(1); });
+    g.step([&] {
+        for (size_t i = 0; i < Operators.size(); ++i)
+            Operators[i] = QString::fromUtf16(OperatorTexts[i]);
     });
-    return QVariant();
 }
 
 void ctlFilterPrivate::fitPage(Guard &g, int index)

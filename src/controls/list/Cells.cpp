@@ -47,7 +47,7 @@ QString fieldText(const data::Field &field)
 QByteArrayView itemKeyFor(const data::Field &field, QByteArray &buffer)
 {
     buffer.resize(1);
-    buffer[0] = 'T';
+    buffer[0] = ItemKeyPrefix;
     if (field.isNull())
         return buffer;
     const int type = field.Type();

@@ -15,8 +15,21 @@ CellValue cellFor(const data::Field &field, bool formatted);
 // The text of a field's value in its default form; Failure 94 for Null.
 QString fieldText(const data::Field &field);
 
-// A row's item key: "T" followed by the key field's text ("T" alone when it is Null). The bytes
-// live in buffer until the next call.
+// A row's item key is this prefix followed by the row key, the key field's text (the prefix alone
+// when it is Null). Hosts name rows by row key; the list names them by item key.
+inline constexpr char ItemKeyPrefix = 'T';
+
+// The bytes live in buffer until the next call.
 QByteArrayView itemKeyFor(const data::Field &field, QByteArray &buffer);
+
+inline QString itemKeyOf(const QString &rowKey)
+{
+    return QLatin1Char(ItemKeyPrefix) + rowKey;
+}
+
+inline QString rowKeyOf(const QString &itemKey)
+{
+    return itemKey.mid(1);
+}
 
 } // namespace Brennvox10

@@ -1,5 +1,7 @@
 #include "controls/list/ListControl_p.h"
 
+#include "controls/list/Cells.h"
+
 #include "core/Conversions.h"
 #include "core/Guard.h"
 
@@ -84,8 +86,7 @@ ListControlPrivate::ListControlPrivate(ListControl &q, std::array<TabStrip *, 2>
     , strips(strips)
     , ListView1(new ListView(&q))
     , Picture1(new StatusStrip(&q))
-    , Label1(
-          new ClickableLabel(QStringLiteral("Limitar lineas a 1000"), Picture1, [this] { onLimitClick(); }))
+    , Label1(new ClickableLabel(limitCaption(QStringLiteral("1000")), Picture1, [this] { onLimitClick(); }))
     , Label2(new ClickableLabel(QStringLiteral("Cambiar filtro"), Picture1,
           [this] { listFilter.open(list.connection(), list.filtersXml()); }))
     , ctlMenu1(new ctlMenu(&q))
@@ -124,7 +125,7 @@ ListControlPrivate::~ListControlPrivate() = default;
 
 void ListControlPrivate::onItemClick(const ListItem &item)
 {
-    guarded(q, [&](Guard &g) { g.step([&] { list.selectedKey() = item.Key().mid(1); }); });
+    guarded(q, [&](Guard &g) { g.step([&] { list.selectedKey() = rowKeyOf(item.Key()); }); });
 }
 
 void ListControlPrivate::onColumnClick(ColumnHeader *column)
@@ -159,7 +160,7 @@ void ListControlPrivate::onDblClick()
         g.step([&] { item = ListView1->HitTest(lastX, lastY); });
         if (!item)
             return;
-        g.step([&] { list.selectedKey() = item.Key().mid(1); });
+        g.step([&] { list.selectedKey() = rowKeyOf(item.Key()); });
         g.step([&] { raiseOpen(); });
     });
 }
@@ -181,7 +182,7 @@ void ListControlPrivate::onLimitClick()
         return; // not a number: the limit, the list and the label stay as they are
     }
     list.LoadList();
-    Label1->setText(QStringLiteral("Limitar lineas a ") + *answer);
+    Label1->setText(limitCaption(*answer));
 }
 
 ListControl::ListControl(QWidget *parent, PrivateFactory makePrivate, const QString &name, QSizeF designSize)

@@ -35,6 +35,29 @@ void ListFilter::release()
     m_filterEvent = m_closeEvent = QMetaObject::Connection();
 }
 
+// However the dialog's procedure ends, the list stops listening and a dialog closed by other means
+// than its two buttons does not stay loaded.
+struct ListFilter::Cleanup {
+    ListFilter *self;
+    const QPointer<QWidget> &alive;
+    ~Cleanup()
+    {
+        if (!alive)
+            return;
+        self->release();
+        if (frmdlgFilter *left = frmdlgFilter::loaded(); left && !left->isVisible())
+            frmdlgFilter::Unload();
+    }
+};
+
+void ListFilter::listen(ctlFilter *filter)
+{
+    release();
+    m_filterEvent = QObject::connect(
+        filter, &ctlFilter::fltFilter, &m_control, [this](QString &pFilter) { onFilter(pFilter); });
+    m_closeEvent = QObject::connect(filter, &ctlFilter::fltClose, &m_control, [this] { onClose(); });
+}
+
 void ListFilter::open(const ConnectionSettings &connection, const QString &filtersXml)
 {
     if (connection.connectionString.isEmpty())
@@ -54,29 +77,9 @@ void ListFilter::open(const ConnectionSettings &connection, const QString &filte
                 throw failureFor(FailureNumber::ObjectNotSet);
             return *form;
         };
-        // However the procedure ends, the list stops listening and a dialog closed by other means
-        // than its two buttons does not stay loaded.
-        struct Cleanup {
-            ListFilter *self;
-            const QPointer<QWidget> &alive;
-            ~Cleanup()
-            {
-                if (!alive)
-                    return;
-                self->release();
-                if (frmdlgFilter *left = frmdlgFilter::loaded(); left && !left->isVisible())
-                    frmdlgFilter::Unload();
-            }
-        } cleanup { this, alive };
-
+        const Cleanup cleanup { this, alive };
         g.step([&] { form = frmdlgFilter::Load(); });
-        g.step([&] {
-            ctlFilter *filter = dialog().ctlFilter1();
-            release();
-            m_filterEvent = QObject::connect(
-                filter, &ctlFilter::fltFilter, &m_control, [this](QString &pFilter) { onFilter(pFilter); });
-            m_closeEvent = QObject::connect(filter, &ctlFilter::fltClose, &m_control, [this] { onClose(); });
-        });
+        g.step([&] { listen(dialog().ctlFilter1()); });
         g.step([&] { dialog().ctlFilter1()->fltConnectionString(settings.connectionString); });
         g.step([&] { dialog().ctlFilter1()->fltDataSource(settings.dataSource); });
         g.step([&] { dialog().ctlFilter1()->fltPassword(settings.password); });

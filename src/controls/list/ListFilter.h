@@ -15,6 +15,8 @@ class QWidget;
 
 namespace Brennvox10 {
 
+class ctlFilter;
+
 class ListFilter {
 public:
     // userFilter and reload belong to the list control and live as long as it does.
@@ -32,6 +34,9 @@ private:
     void onFilter(QString &pFilter);
     void onClose();
     void release();
+    // Connects the dialog's events to this list alone.
+    void listen(ctlFilter *filter);
+    struct Cleanup;
 
     QWidget &m_control;
     QString &m_userFilter;

@@ -25,7 +25,11 @@ namespace {
 const QString MsgCannotLoad = QStringLiteral("no se puede cargar configuracion del listado");
 const QString MsgNoKeyField = QStringLiteral("campo principal no definido");
 const QString MsgNoDataSource = QStringLiteral("no existe origen de datos");
-const QString LimitCaption = QStringLiteral("Limitar lineas a ");
+// The definition's root, and its line limit: the one attribute the list writes back.
+const QString DefinitionElement = QStringLiteral("lrfmt");
+const QString MaxLinesAttribute = QStringLiteral("ListMaxLineas");
+// The tabs a strip's query adds are keyed by this and their value; its default tab by its value alone.
+const QString TabKeyPrefix = QStringLiteral("i");
 
 // A failing step of a single-row operation closes its recordset before it is reported, so what
 // follows a skip fails again on the closed recordset and is reported again.
@@ -41,12 +45,22 @@ template <class F> auto closingOnFailure(data::Recordset &rs, F &&body)
     };
 }
 
+QString selectFrom(const QString &source)
+{
+    return QStringLiteral("Select * from (") + source + QStringLiteral(")");
+}
+
 QString rowQuery(const QString &source, const QString &keyField, const QString &rowKey)
 {
-    return QStringLiteral("Select * from (") + source + QStringLiteral(") where ") + keyField
-        + QStringLiteral(" = '") + rowKey + QStringLiteral("'");
+    return selectFrom(source) + QStringLiteral(" where ") + keyField + QStringLiteral(" = '") + rowKey
+        + QStringLiteral("'");
 }
 } // namespace
+
+QString limitCaption(const QString &lines)
+{
+    return QStringLiteral("Limitar lineas a ") + lines;
+}
 
 RecordList::RecordList(QWidget &control, ListView &list, QLabel &limitLabel, std::array<TabStrip *, 2> strips)
     : m_control(control)
@@ -102,7 +116,7 @@ void RecordList::LoadDefinition()
             return;
         }
         xml::Node lrfmt;
-        g.step([&] { lrfmt = xmlHelper().FindNode(QStringLiteral("lrfmt"), doc.childNodes()); });
+        g.step([&] { lrfmt = xmlHelper().FindNode(DefinitionElement, doc.childNodes()); });
         readListAttributes(g, lrfmt);
         g.step([&] { m_list.ListItems().Clear(); });
         g.step([&] { m_list.ColumnHeaders().Clear(); });
@@ -128,8 +142,8 @@ void RecordList::readListAttributes(Guard &g, const xml::Node &lrfmt)
     g.step([&] { m_caption = helper.GetAttribute(lrfmt, QStringLiteral("Caption")); });
     g.step([&] { m_keyField = helper.GetAttribute(lrfmt, QStringLiteral("Key")); });
     g.step([&] { m_source = helper.GetAttribute(lrfmt, QStringLiteral("ListSQLSource")); });
-    g.step([&] { m_maxLines = toLong(helper.GetAttribute(lrfmt, QStringLiteral("ListMaxLineas"))); });
-    g.step([&] { m_limitLabel.setText(LimitCaption + QString::number(m_maxLines)); });
+    g.step([&] { m_maxLines = toLong(helper.GetAttribute(lrfmt, MaxLinesAttribute)); });
+    g.step([&] { m_limitLabel.setText(limitCaption(QString::number(m_maxLines))); });
 }
 
 void RecordList::readColumns(Guard &g, const xml::Node &lrfmt)
@@ -190,9 +204,8 @@ void RecordList::loadTabs(int i)
         g.step([&] { strip->Tabs().Clear(); });
         g.step([&] { strip->Tabs().Add(t.tabDefValue, t.tabDefCaption); });
         forEachRow(g, rs, [&] {
-            g.step([&] {
-                strip->Tabs().Add(QStringLiteral("i") + fieldText(rs.Fields(0)), fieldText(rs.Fields(1)));
-            });
+            g.step(
+                [&] { strip->Tabs().Add(TabKeyPrefix + fieldText(rs.Fields(0)), fieldText(rs.Fields(1))); });
             return true;
         });
         g.step([&] { rs.Close(); });
@@ -207,11 +220,11 @@ void RecordList::SaveConfig()
             return;
         XmlHelper &helper = xmlHelper();
         xml::Node lrfmt;
-        g.step([&] { lrfmt = helper.FindNode(QStringLiteral("lrfmt"), doc.childNodes()); });
+        g.step([&] { lrfmt = helper.FindNode(DefinitionElement, doc.childNodes()); });
         if (lrfmt.isNull())
             return;
         g.step([&] {
-            helper.SetAttribute(QStringLiteral("ListMaxLineas"), formatPlainDigits(m_maxLines), lrfmt);
+            helper.SetAttribute(MaxLinesAttribute, formatPlainDigits(m_maxLines), lrfmt);
         });
     });
 }
@@ -239,7 +252,7 @@ void RecordList::tabChoice(int i)
             g.step([&] { t.TabFieldValue = tab->Key(); });
             g.step([&] { t.TabFilter = t.tabDefFunc + QStringLiteral(" like ") + t.TabFieldValue; });
         } else {
-            g.step([&] { t.TabFieldValue = tab->Key().mid(1); });
+            g.step([&] { t.TabFieldValue = tab->Key().mid(TabKeyPrefix.size()); });
             g.step([&] {
                 t.TabFilter
                     = t.tabFieldname + QStringLiteral(" like '") + t.TabFieldValue + QStringLiteral("'");
@@ -274,7 +287,7 @@ bool RecordList::checksPass(Guard &g)
 
 QString RecordList::listQuery() const
 {
-    QString query = QStringLiteral("Select * from (") + m_source + QStringLiteral(")");
+    QString query = selectFrom(m_source);
     if (!hasTabs()) {
         if (!m_userFilter.isEmpty())
             query += QStringLiteral(" where (") + m_userFilter + QStringLiteral(")");
@@ -429,7 +442,7 @@ void RecordList::updateRow(const QString &rowKey)
         if (!checksPass(g))
             return;
         ListItem item;
-        g.step([&] { item = m_list.ListItems().Item(QStringLiteral("T") + rowKey); });
+        g.step([&] { item = m_list.ListItems().Item(itemKeyOf(rowKey)); });
         data::Recordset rs;
         if (!openRow(g, rs, rowKey))
             return;
@@ -441,8 +454,7 @@ void RecordList::updateRow(const QString &rowKey)
 
 void RecordList::deleteRow(const QString &rowKey)
 {
-    guarded(m_control,
-        [&](Guard &g) { g.step([&] { m_list.ListItems().Remove(QStringLiteral("T") + rowKey); }); });
+    guarded(m_control, [&](Guard &g) { g.step([&] { m_list.ListItems().Remove(itemKeyOf(rowKey)); }); });
 }
 
 } // namespace Brennvox10

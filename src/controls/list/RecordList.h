@@ -24,6 +24,9 @@ namespace data {
 class Recordset;
 }
 
+// The line-limit label's text for a limit as stored or as the user typed it.
+QString limitCaption(const QString &lines);
+
 struct TabSpec {
     QString tabID, tabName, tabSQLSource, tabFieldname, tabDefFunc, tabDefValue, tabDefCaption;
     // The choice last made in the strip; kept across definition loads.

@@ -2,6 +2,7 @@
 
 #include <Brennvox10/Failure.h>
 
+#include "widgets/Icons.h"
 #include "widgets/Twips.h"
 
 #include <QIcon>
@@ -51,12 +52,7 @@ constexpr std::array<ButtonDesign, ButtonCount> Buttons { {
 
 QIcon buttonIcon(const QString &name)
 {
-    // Both sizes are drawn by hand, so a 2x screen never sees an upscaled 16 pixel image.
-    const QString base = QStringLiteral(":/brennvox10/menu/icons/") + name;
-    QIcon icon;
-    icon.addFile(base + QStringLiteral("-16.png"), QSize(16, 16));
-    icon.addFile(base + QStringLiteral("-32.png"), QSize(32, 32));
-    return icon;
+    return drawnIcon(QStringLiteral(":/brennvox10/menu/icons/") + name);
 }
 
 } // namespace
