@@ -56,7 +56,9 @@ case "$what" in
         -DCMAKE_CXX_FLAGS="$fz" -DCMAKE_EXE_LINKER_FLAGS="-fsanitize=address,undefined" >/dev/null
       cmake --build "$build-fuzz" --target fuzzers
       for target in definition connection cell filter pgdialect jetsql; do
-        found=$(mktemp -d)
+        # In the build folder, so that a run stopped by a crash leaves nothing elsewhere.
+        found="$build-fuzz/found/$target"
+        rm -rf "$found" && mkdir -p "$found"
         # A crash leaves its input in the fuzz build folder, to become a regression seed.
         QT_QPA_PLATFORM=offscreen "$build-fuzz/fuzz/fuzz_$target" -max_total_time="${FUZZ_SECONDS:-20}" \
           -artifact_prefix="$build-fuzz/" -print_final_stats=1 "$found" "fuzz/corpus/$target" 2>&1 | tail -3

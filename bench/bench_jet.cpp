@@ -2,7 +2,7 @@
 // mdbtools and copied into the in-memory SQLite image) and warm (the image cached, the query alone),
 // beside mdbtools' own mdb-export of the same table (a separate process, as a shop would run it).
 //
-//   bench_jet [--reps R] [FILE.mdb ...]      (default: every fixture in ../shared/fixtures/jet)
+//   bench_jet [--reps R] [FILE.mdb ...]      (default: every fixture in tests/fixtures/jet)
 
 #include "sql/Recordset.h"
 #include "sql/jet/JetImage.h"

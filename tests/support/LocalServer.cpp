@@ -164,8 +164,10 @@ bool LocalServer::start()
     m_bin = serverPrograms();
     if (m_bin.isEmpty())
         return fail(QStringLiteral("PostgreSQL's server programs are not installed (Debian: postgresql-15)"));
-    // A Unix socket's path has at most 107 bytes.
-    const QString base = QDir::tempPath().size() < 60 ? QDir::tempPath() : QStringLiteral("/tmp");
+    // A Unix socket's path has at most 107 bytes, and a server run as another user (under root)
+    // must be able to reach its folder, which a folder under a private home may not let it.
+    const QString base
+        = QDir::tempPath().size() < 60 && geteuid() != 0 ? QDir::tempPath() : QStringLiteral("/tmp");
     m_dir = std::make_unique<QTemporaryDir>(base + QStringLiteral("/bvpg-XXXXXX"));
     if (!m_dir->isValid())
         return fail(QStringLiteral("cannot make a folder for the server: ") + m_dir->errorString());
@@ -208,16 +210,16 @@ bool LocalServer::restart()
         QStringLiteral("60"), QStringLiteral("-o"), options, QStringLiteral("start") });
     if (m_running) {
         // Should this process end without its destructor (a crash, a test's time-out), a watcher
-        // stops the server: postgres outlives its starter otherwise.
+        // stops the server, which outlives its starter otherwise, and removes its folder.
         const QString data = m_dir->filePath(QStringLiteral("data"));
         QProcess watcher;
         watcher.setProgram(QStringLiteral("sh"));
         watcher.setArguments({ QStringLiteral("-c"),
             QStringLiteral("while kill -0 %1 2>/dev/null; do sleep 1; done; "
-                           "[ -f \"$1/postmaster.pid\" ] && %2 \"$0\" -D \"$1\" -m immediate stop")
+                           "[ -f \"$1/postmaster.pid\" ] && %2 \"$0\" -D \"$1\" -m immediate stop; rm -rf \"$2\"")
                 .arg(QCoreApplication::applicationPid())
                 .arg(m_runAs.isEmpty() ? QString() : QStringLiteral("runuser -u ") + m_runAs + QStringLiteral(" --")),
-            m_bin + QStringLiteral("/pg_ctl"), data });
+            m_bin + QStringLiteral("/pg_ctl"), data, m_dir->path() });
         watcher.setStandardInputFile(QProcess::nullDevice());
         watcher.setStandardOutputFile(QProcess::nullDevice());
         watcher.setStandardErrorFile(QProcess::nullDevice());
