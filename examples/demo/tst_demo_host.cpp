@@ -197,7 +197,7 @@ private Q_SLOTS:
         db = std::make_unique<Database>(sample.db);
 
         host = std::make_unique<HostWindow>(
-            HostOptions { .db = sample.db, .conf = sample.conf, .clientsConf = QStringLiteral(CLIENTS_CONF) });
+            HostOptions { .db = sample.db, .conf = sample.conf, .clientsConf = QStringLiteral(CLIENTS_CONF), .password = {} });
         host->show();
         QVERIFY(QTest::qWaitForWindowExposed(host.get()));
         t = clock.nsecsElapsed();
