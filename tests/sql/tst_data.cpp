@@ -1,4 +1,4 @@
-#include "sql/Cursor_p.h"
+#include "sql/cursor/Cursor.h"
 #include "sql/Recordset.h"
 #include "sql/jet/JetSql.h"
 #include "support/FailureOf.h"
@@ -14,7 +14,7 @@
 using namespace Brennvox10;
 using namespace Brennvox10::data;
 using namespace Brennvox10::FailureNumber;
-using Brennvox10::data::sqlite::adaptJetSql;
+using Brennvox10::data::jet::adaptJetSql;
 
 static QString connectionTo(const QString &path)
 {
