@@ -55,7 +55,7 @@ case "$what" in
         -DBRENNVOX10_BUILD_BENCH=OFF -DBRENNVOX10_BUILD_DESIGNER=OFF -DBUILD_TESTING=OFF \
         -DCMAKE_CXX_FLAGS="$fz" -DCMAKE_EXE_LINKER_FLAGS="-fsanitize=address,undefined" >/dev/null
       cmake --build "$build-fuzz" --target fuzzers
-      for target in definition connection cell filter pgdialect jetsql; do
+      for target in definition connection cell filter pgdialect jetsql lexer; do
         found=$(mktemp -d)
         # A crash leaves its input in the fuzz build folder, to become a regression seed.
         QT_QPA_PLATFORM=offscreen "$build-fuzz/fuzz/fuzz_$target" -max_total_time="${FUZZ_SECONDS:-20}" \

@@ -14,8 +14,8 @@ struct ConnectionText {
 
     static ConnectionText parse(const QString &text);
     QString value(const QString &key) const; // empty when missing
-    QString provider()
-        const; // lower-cased: "sqlite", "postgresql", "microsoft.jet.oledb.4.0"...; "sqlite" when missing
+    // Lower-cased: "sqlite", "postgresql", "microsoft.jet.oledb.4.0"...; "sqlite" when missing.
+    QString provider() const;
     QString dataSource() const; // "Data Source"
     QString password() const; // "Jet Oledb:database password"
 };
