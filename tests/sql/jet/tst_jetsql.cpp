@@ -9,6 +9,8 @@
 
 #include <sqlite3.h>
 
+#include <thread>
+
 using namespace Brennvox10::data::jet;
 
 namespace {
@@ -134,6 +136,28 @@ private Q_SLOTS:
         const auto loaded = imageFor(file, QString(), QStringLiteral("select * from Table1"));
         QCOMPARE(tablesOf(*loaded), QStringList { QStringLiteral("Table1") });
         QCOMPARE(imageFor(file, QString(), QStringLiteral("select 2 from Table1")), loaded);
+    }
+
+    // Readers of one file at the same time, each naming other tables: each image holds its own
+    // tables, whichever reading the cache keeps.
+    void imagesReadTogether()
+    {
+        const QString file = fixture(QStringLiteral("jet4-types.mdb"));
+        if (!QFileInfo::exists(file))
+            QSKIP("the Jet fixtures are not beside the source tree");
+        clearImageCache();
+        const QStringList names { "Table1", "Table2", "Table3", "Table4" };
+        std::vector<QStringList> found(size_t(names.size()));
+        std::vector<std::thread> readers;
+        for (qsizetype i = 0; i < names.size(); ++i) {
+            readers.emplace_back([&, i] {
+                found[size_t(i)] = tablesOf(*imageFor(file, QString(), "select * from " + names[i]));
+            });
+        }
+        for (std::thread &reader : readers)
+            reader.join();
+        for (qsizetype i = 0; i < names.size(); ++i)
+            QVERIFY2(found[size_t(i)].contains(names[i]), qPrintable(found[size_t(i)].join(u',')));
     }
 };
 
