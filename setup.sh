@@ -55,7 +55,7 @@ case "$what" in
         -DBRENNVOX10_BUILD_BENCH=OFF -DBRENNVOX10_BUILD_DESIGNER=OFF -DBUILD_TESTING=OFF \
         -DCMAKE_CXX_FLAGS="$fz" -DCMAKE_EXE_LINKER_FLAGS="-fsanitize=address,undefined" >/dev/null
       cmake --build "$build-fuzz" --target fuzzers
-      for target in definition connection cell filter pgdialect jetsql; do
+      for target in definition connection cell filter pgdialect jetsql lexer; do
         # In the build folder, so that a run stopped by a crash leaves nothing elsewhere.
         found="$build-fuzz/found/$target"
         rm -rf "$found" && mkdir -p "$found"

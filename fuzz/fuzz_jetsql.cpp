@@ -25,7 +25,7 @@ bool balanced(const QString &s)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    using Brennvox10::data::sqlite::adaptJetSql;
+    using Brennvox10::data::jet::adaptJetSql;
     const QByteArray bytes = QByteArray::fromRawData(reinterpret_cast<const char *>(data), qsizetype(size));
     const QString in = QString::fromUtf8(bytes);
     const QString out = adaptJetSql(in);

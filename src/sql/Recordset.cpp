@@ -1,56 +1,16 @@
 #include "sql/Recordset.h"
 
-#include "sql/Cursor_p.h"
-#include "sql/jet/JetImage.h"
-#include "sql/postgres/PostgresCursor_p.h"
-#include "sql/sqlite/SqliteCursor_p.h"
+#include "sql/Providers.h"
 
 #include <QDateTime>
-#include <QMutex>
 
-#include <atomic>
 #include <cmath>
 
-Q_LOGGING_CATEGORY(lcData, "brennvox.data")
-
-namespace Brennvox10 {
-
-namespace {
-
-QBasicMutex observerMutex;
-
-std::function<void(const QString &)> &queryObserver()
-{
-    static std::function<void(const QString &)> observer;
-    return observer;
-}
-
-void notifyObserver(const QString &sql)
-{
-    std::function<void(const QString &)> observer;
-    {
-        QMutexLocker locker(&observerMutex);
-        observer = queryObserver();
-    }
-    if (observer)
-        observer(sql);
-}
-
-} // namespace
-
-void setQueryObserver(std::function<void(const QString &sql)> observer)
-{
-    QMutexLocker locker(&observerMutex);
-    queryObserver() = std::move(observer);
-}
-
-namespace data {
+namespace Brennvox10::data {
 
 namespace {
 
 const QString failureSource = QStringLiteral("Brennvox10.Recordset");
-
-std::atomic<qint64> stepLimitMs { 30 * 1000 };
 
 [[noreturn]] void fail(qint32 number)
 {
@@ -192,53 +152,6 @@ QVariant readValue(const Cursor &cursor, int column, int declaredType)
 }
 
 } // namespace
-
-void setStepTimeLimit(std::chrono::milliseconds limit)
-{
-    stepLimitMs.store(limit.count(), std::memory_order_relaxed);
-}
-
-std::chrono::milliseconds stepTimeLimit()
-{
-    return std::chrono::milliseconds(stepLimitMs.load(std::memory_order_relaxed));
-}
-
-std::chrono::milliseconds commandTimeLimit(const ConnectionText &connection)
-{
-    const QString given = connection.value(QStringLiteral("command timeout")).trimmed();
-    if (given.isEmpty())
-        return stepTimeLimit();
-    bool ok = false;
-    const double seconds = given.toDouble(&ok);
-    if (!ok || !(seconds >= 0) || seconds > 1e9)
-        throw Failure(FailureNumber::CommandError,
-            QStringLiteral("Command Timeout must be a number of seconds, 0 for none: %1").arg(given), failureSource);
-    return std::chrono::milliseconds(qint64(seconds * 1000));
-}
-
-void failInterrupted(bool cancelled, std::chrono::milliseconds limit, const QString &source)
-{
-    throw Failure(FailureNumber::CommandError,
-        cancelled ? QStringLiteral("interrupted: the user cancelled the load")
-                  : QStringLiteral("interrupted: the query ran past its time limit of %1 s (Command Timeout)")
-                        .arg(double(limit.count()) / 1000.0),
-        source);
-}
-
-std::unique_ptr<Cursor> openCursor(const ConnectionText &connection, const QString &sql)
-{
-    const QString provider = connection.provider();
-    if (provider == u"sqlite")
-        return sqlite::SqliteCursor::open(connection, sql, &notifyObserver);
-    if (provider == u"postgresql") {
-        return postgres::PostgresCursor::open(connection, sql, &notifyObserver);
-    }
-    // Jet files: the tables the text names, copied once into an SQLite image that the text runs on.
-    if (provider == u"microsoft.jet.oledb.4.0" || provider == u"microsoft.jet.oledb.3.51")
-        return sqlite::SqliteCursor::openImage(
-            jet::imageFor(connection.dataSource(), connection.password(), sql), connection, sql, &notifyObserver);
-    fail(FailureNumber::ProviderNotFound);
-}
 
 class RecordsetPrivate {
 public:
@@ -401,5 +314,4 @@ int Recordset::fieldIndex(const QString &name) const
     return -1;
 }
 
-} // namespace data
-} // namespace Brennvox10
+} // namespace Brennvox10::data

@@ -6,41 +6,16 @@
 #include <Brennvox10/Failure.h>
 #include <Brennvox10/QueryObserver.h>
 
+#include "sql/cursor/ConnectionText.h"
+#include "sql/cursor/Values.h"
+
 #include <QByteArrayView>
-#include <QMap>
 #include <QString>
 #include <QVariant>
 
 #include <memory>
 
 namespace Brennvox10::data {
-
-// key=value pairs separated by ';'; keys compare case-insensitively; a value may be quoted with
-// single or double quotes (doubled quotes inside stand for one). A later key wins over an earlier
-// one (so "...Data Source=;...;Data Source=x" takes x). No Provider key means SQLite.
-struct ConnectionText {
-    QMap<QString, QString> values; // keys lower-cased, trimmed
-
-    static ConnectionText parse(const QString &text);
-    QString value(const QString &key) const; // empty when missing
-    QString provider() const; // lower-cased: "sqlite", "postgresql", "microsoft.jet.oledb.4.0"...; "sqlite" when missing
-    QString dataSource() const; // "Data Source"
-    QString password() const; // "Jet Oledb:database password"
-};
-
-// ADO type codes reported by Field::Type.
-namespace AdoType {
-constexpr int SmallInt = 2, Integer = 3, Single = 4, Double = 5, Currency = 6, Date = 7, Boolean = 11,
-              Decimal = 131, BigInt = 20, Text = 202, Binary = 205;
-}
-
-enum class Storage : quint8 { Null, Integer, Real, Text, Blob };
-
-struct DateTimeValue {
-    qint64 julianDay = 0;
-    qint32 msecs = 0; // since midnight
-    bool hasTime = false; // the stored text carried a time part
-};
 
 class RecordsetPrivate;
 

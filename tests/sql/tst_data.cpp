@@ -1,4 +1,4 @@
-#include "sql/Cursor_p.h"
+#include "sql/cursor/Cursor.h"
 #include "sql/Recordset.h"
 #include "sql/jet/JetSql.h"
 #include "support/FailureOf.h"
@@ -14,7 +14,7 @@
 using namespace Brennvox10;
 using namespace Brennvox10::data;
 using namespace Brennvox10::FailureNumber;
-using Brennvox10::data::sqlite::adaptJetSql;
+using Brennvox10::data::jet::adaptJetSql;
 
 static QString connectionTo(const QString &path)
 {
@@ -376,52 +376,6 @@ private Q_SLOTS:
         setQueryObserver({});
         Recordset().Open(texts.first(), connection);
         QCOMPARE(seen.size(), texts.size());
-    }
-
-    void jetSqlAdapted_data()
-    {
-        columns<QString, QString>("jet", "sqlite");
-        // clang-format off
-        QTest::newRow("join, looser than arithmetic, chained")
-            << "select n * 2 & \" kg\" & s from t" << "select bv_join(n * 2, \" kg\", s) from t";
-        QTest::newRow("comparisons end the operands")
-            << "where a & b = -c.x & 'y' and e" << "where bv_join(a, b) = bv_join(-c.x, 'y') and e";
-        QTest::newRow("calls, groups and bracketed names as operands, joins inside")
-            << "UCase([a b] & t.[c]) & (1 + 2) & Mid(s, 2)" << "bv_join(UCase(bv_join([a b], t.[c])), (1 + 2), Mid(s, 2))";
-        QTest::newRow("a comment before & stays")
-            << "a /* x */ & b" << "bv_join(a /* x */ , b)";
-        QTest::newRow("Mod, signs and Not")
-            << "not a Mod 2 & -b" << "not bv_join(a Mod 2, -b)";
-        QTest::newRow("inside the controls' own composition")
-            << "Select * from (select a & b as c from t)where c like 'x%'"
-            << "Select * from (select bv_join(a, b) as c from t)where c like 'x%'";
-        QTest::newRow("an operand it cannot read: ||")
-            << "case when a then 'x' end & 'y'" << "case when a then 'x' end || 'y'";
-        QTest::newRow("m/d/yyyy and y-m-d")
-            << "d between #3/5/2008# and #2008-3-5#" << "d between '2008-03-05' and '2008-03-05'";
-        QTest::newRow("two-digit years")
-            << "#12/31/29#, #1/1/30#" << "'2029-12-31', '1930-01-01'";
-        QTest::newRow("with time")
-            << "#3/5/2008 10:30:05#, #3/5/2008 0:00#" << "'2008-03-05 10:30:05', '2008-03-05'";
-        QTest::newRow("AM/PM")
-            << "#3/5/2008 10:30 PM#, #3/5/2008 12:15am#" << "'2008-03-05 22:30:00', '2008-03-05 00:15:00'";
-        QTest::newRow("Left and Right calls, not joins")
-            << "select LEFT(s, 2), right (s, 1) from a left join b" << "select bv_left(s, 2), bv_right (s, 1) from a left join b";
-        QTest::newRow("strings, quoted and bracketed names, comments untouched")
-            << "select '#3/5/2008# & '' &', \"a&b\", [c&d], `e&f` -- & #3/5/2008#\n/* & */"
-            << "select '#3/5/2008# & '' &', \"a&b\", [c&d], `e&f` -- & #3/5/2008#\n/* & */";
-        QTest::newRow("impossible date, time alone, unterminated: untouched")
-            << "#2/30/2008#, #13/1/2008#, #10:30#, #3/5/2008 25:00#, #3/5/2008" << "#2/30/2008#, #13/1/2008#, #10:30#, #3/5/2008 25:00#, #3/5/2008";
-        // clang-format on
-        // Nesting this deep must not exhaust the stack; SQLite refuses it later.
-        const QString open(100000, u'('), close(100000, u')');
-        QTest::newRow("deep nesting")
-            << open + QStringLiteral("a & b") + close << open + QStringLiteral("a || b") + close;
-    }
-    void jetSqlAdapted()
-    {
-        QFETCH(QString, jet);
-        QTEST(adaptJetSql(jet), "sqlite");
     }
 
     // select <expression> from t, through the read-only SQLite path: the value's text, "Null", or the

@@ -1,7 +1,8 @@
 #include "sql/jet/JetImage.h"
 
-#include "sql/jet/JetHeader.h"
 #include "core/BusyCursor.h"
+#include "sql/jet/JetHeader.h"
+#include "sql/lexer/Lexer.h"
 
 #include <Brennvox10/Failure.h>
 
@@ -9,7 +10,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QMutex>
-#include <QRegularExpression>
 
 #include <list>
 #include <map>
@@ -67,7 +67,8 @@ const char *declaredType(int jetType)
 
 QString quotedName(const QString &name)
 {
-    return QLatin1Char('"') + QString(name).replace(QLatin1Char('"'), QStringLiteral("\"\"")) + QLatin1Char('"');
+    return QLatin1Char('"') + QString(name).replace(QLatin1Char('"'), QStringLiteral("\"\""))
+        + QLatin1Char('"');
 }
 
 // mdbtools writes numbers with the C library's formatting: under a user's locale 3.5 would come as
@@ -221,7 +222,8 @@ private:
         }
         int size = std::min(length, int(bindBytes));
         // A date without a time of day is a date, as Jet shows it.
-        if (col->col_type == MDB_DATETIME && size == 19 && std::memcmp(buffer.constData() + 10, " 00:00:00", 9) == 0)
+        if (col->col_type == MDB_DATETIME && size == 19
+            && std::memcmp(buffer.constData() + 10, " 00:00:00", 9) == 0)
             size = 10;
         if (col->col_type == MDB_BOOL)
             sqlite3_bind_int(statement, at, buffer[0] == '1' ? 1 : 0);
@@ -232,16 +234,23 @@ private:
     MdbHandle *m_mdb = nullptr;
 };
 
-// The names a text may use for tables: its words, "quoted" and [bracketed] names, lower-cased.
+// The names a text may use for tables, lower-cased: its words and its "quoted", `quoted` and
+// [bracketed] names; never what stands in a string or a comment.
 std::set<QString> namesIn(const QString &sql)
 {
     std::set<QString> names;
-    static const QRegularExpression pattern(QStringLiteral(R"re(\[([^\]]+)\]|"((?:[^"]|"")+)"|`([^`]+)`|([\p{L}_][\p{L}\p{N}_$]*))re"));
-    for (auto it = pattern.globalMatch(sql); it.hasNext();) {
-        const auto match = it.next();
-        for (int g = 1; g <= 4; ++g)
-            if (match.hasCaptured(g))
-                names.insert(match.captured(g).replace(QStringLiteral("\"\""), QStringLiteral("\"")).toLower());
+    lexer::Lexer lexer(sql, lexer::Dialect::Jet);
+    for (lexer::Token token; lexer.next(token);) {
+        const QStringView text = token.in(sql);
+        if (token.kind == lexer::Kind::Word) {
+            names.insert(text.toString().toLower());
+        } else if (token.kind == lexer::Kind::Name && text.size() > 2
+            && text.back() == (text[0] == u'[' ? u']' : text[0])) {
+            const QString name = text.sliced(1, text.size() - 2).toString();
+            names.insert(
+                (text[0] == u'"' ? QString(name).replace(QStringLiteral("\"\""), QStringLiteral("\"")) : name)
+                    .toLower());
+        }
     }
     return names;
 }
@@ -266,6 +275,84 @@ struct DbCloser {
     void operator()(sqlite3 *db) const { sqlite3_close_v2(db); }
 };
 
+// The cached entry of an unchanged file, moved to the front; a stale one is dropped. Under the lock.
+std::list<Cached>::iterator findCached(const QString &path, const QFileInfo &info)
+{
+    auto &files = cache();
+    auto entry = std::find_if(files.begin(), files.end(), [&](const Cached &c) { return c.path == path; });
+    if (entry == files.end())
+        return entry;
+    if (entry->size != info.size() || entry->modified != info.lastModified()) {
+        files.erase(entry);
+        return files.end();
+    }
+    files.splice(files.begin(), files, entry);
+    return files.begin();
+}
+
+// The real names of the tables among names that the file has and the image lacks.
+std::vector<QString> missingTables(const Cached &file, const std::set<QString> &names)
+{
+    std::vector<QString> out;
+    for (const QString &name : names) {
+        const auto table = file.tables.find(name);
+        if (table != file.tables.end() && !file.loaded.count(name))
+            out.push_back(table->second);
+    }
+    return out;
+}
+
+// A new image: the bytes of base, and the wanted tables of jet copied in.
+std::shared_ptr<const QByteArray> extendedImage(
+    const QByteArray &base, JetFile &jet, const std::vector<MdbCatalogEntry *> &wanted)
+{
+    sqlite3 *raw = nullptr;
+    sqlite3_open_v2(":memory:", &raw, SQLITE_OPEN_READWRITE, nullptr);
+    const std::unique_ptr<sqlite3, DbCloser> db(raw);
+    if (!raw)
+        fail(QStringLiteral("out of memory"));
+    if (!base.isEmpty()) {
+        const auto size = sqlite3_int64(base.size());
+        auto *copy = static_cast<unsigned char *>(sqlite3_malloc64(sqlite3_uint64(size)));
+        if (!copy)
+            fail(QStringLiteral("out of memory"));
+        std::memcpy(copy, base.constData(), size_t(size));
+        if (sqlite3_deserialize(
+                raw, "main", copy, size, size, SQLITE_DESERIALIZE_FREEONCLOSE | SQLITE_DESERIALIZE_RESIZEABLE)
+            != SQLITE_OK)
+            fail(QString::fromUtf8(sqlite3_errmsg(raw)));
+    }
+    JetFile::exec(raw, QStringLiteral("BEGIN"));
+    for (MdbCatalogEntry *table : wanted)
+        jet.copy(table, raw);
+    JetFile::exec(raw, QStringLiteral("COMMIT"));
+    sqlite3_int64 size = 0;
+    unsigned char *bytes = sqlite3_serialize(raw, "main", &size, 0);
+    if (!bytes)
+        fail(QStringLiteral("out of memory"));
+    auto image = std::make_shared<const QByteArray>(reinterpret_cast<const char *>(bytes), qsizetype(size));
+    sqlite3_free(bytes);
+    return image;
+}
+
+// Keeps what one reading made, unless another reading of the same file replaced the image it
+// started from meanwhile: then the other one stays, and a later text that needs both copies again.
+void storeImage(Cached made, const std::shared_ptr<const QByteArray> &base)
+{
+    QMutexLocker locker(&cacheMutex);
+    auto &files = cache();
+    auto entry
+        = std::find_if(files.begin(), files.end(), [&](const Cached &c) { return c.path == made.path; });
+    if (entry != files.end()
+        && (entry->size != made.size || entry->modified != made.modified || entry->image != base))
+        return;
+    if (entry != files.end())
+        files.erase(entry);
+    files.push_front(std::move(made));
+    while (files.size() > cachedFiles)
+        files.pop_back();
+}
+
 } // namespace
 
 std::shared_ptr<const QByteArray> imageFor(const QString &file, const QString &password, const QString &sql)
@@ -276,78 +363,36 @@ std::shared_ptr<const QByteArray> imageFor(const QString &file, const QString &p
     checkFile(path, password);
     const std::set<QString> names = namesIn(sql);
 
-    QMutexLocker locker(&cacheMutex);
-    auto &files = cache();
-    auto entry = std::find_if(files.begin(), files.end(), [&](const Cached &c) { return c.path == path; });
-    if (entry != files.end() && (entry->size != info.size() || entry->modified != info.lastModified())) {
-        files.erase(entry);
-        entry = files.end();
+    // Looked up under the lock, read and copied outside it, so that other files stay quick to open.
+    Cached made { path, info.size(), info.lastModified(), {}, {}, nullptr };
+    {
+        QMutexLocker locker(&cacheMutex);
+        const auto entry = findCached(path, info);
+        if (entry != cache().end()) {
+            if (entry->image && missingTables(*entry, names).empty())
+                return entry->image;
+            made = *entry;
+        }
     }
-    if (entry == files.end()) {
-        files.push_front(Cached { path, info.size(), info.lastModified(), {}, {}, nullptr });
-        entry = files.begin();
-        while (files.size() > cachedFiles)
-            files.pop_back();
-    } else {
-        files.splice(files.begin(), files, entry);
-    }
-    auto missing = [&] {
-        std::vector<QString> out;
-        for (const QString &name : names)
-            if (entry->tables.count(name) && !entry->loaded.count(name))
-                out.push_back(entry->tables.at(name));
-        return out;
-    };
-    if (entry->image && missing().empty())
-        return entry->image;
-    if (!entry->image)
-        entry->image = std::make_shared<const QByteArray>();
-
+    const std::shared_ptr<const QByteArray> base = made.image;
     const CNumbers numbers;
     JetFile jet(path, password);
     const std::map<QString, MdbCatalogEntry *> catalog = jet.tables();
-    if (entry->tables.empty())
+    if (made.tables.empty()) {
         for (const auto &[name, unused] : catalog)
-            entry->tables.emplace(name.toLower(), name);
-    std::vector<std::pair<QString, MdbCatalogEntry *>> wanted;
-    for (const QString &name : missing())
-        wanted.emplace_back(name, catalog.at(name));
-    if (wanted.empty()) {
-        // No table the text names: an empty database, where SQLite reports the missing table.
-        if (!entry->image)
-            entry->image = std::make_shared<const QByteArray>();
-        return entry->image;
+            made.tables.emplace(name.toLower(), name);
     }
-
-    // A new image: the one so far, and the tables it lacks.
-    sqlite3 *raw = nullptr;
-    sqlite3_open_v2(":memory:", &raw, SQLITE_OPEN_READWRITE, nullptr);
-    const std::unique_ptr<sqlite3, DbCloser> db(raw);
-    if (!raw)
-        fail(QStringLiteral("out of memory"));
-    if (!entry->image->isEmpty()) {
-        const auto size = sqlite3_int64(entry->image->size());
-        auto *copy = static_cast<unsigned char *>(sqlite3_malloc64(sqlite3_uint64(size)));
-        if (!copy)
-            fail(QStringLiteral("out of memory"));
-        std::memcpy(copy, entry->image->constData(), size_t(size));
-        if (sqlite3_deserialize(raw, "main", copy, size, size, SQLITE_DESERIALIZE_FREEONCLOSE | SQLITE_DESERIALIZE_RESIZEABLE)
-            != SQLITE_OK)
-            fail(QString::fromUtf8(sqlite3_errmsg(raw)));
+    std::vector<MdbCatalogEntry *> wanted;
+    for (const QString &name : missingTables(made, names)) {
+        wanted.push_back(catalog.at(name));
+        made.loaded.insert(name.toLower());
     }
-    JetFile::exec(raw, QStringLiteral("BEGIN"));
-    for (const auto &[name, table] : wanted)
-        jet.copy(table, raw);
-    JetFile::exec(raw, QStringLiteral("COMMIT"));
-    sqlite3_int64 size = 0;
-    unsigned char *bytes = sqlite3_serialize(raw, "main", &size, 0);
-    if (!bytes)
-        fail(QStringLiteral("out of memory"));
-    auto image = std::make_shared<const QByteArray>(reinterpret_cast<const char *>(bytes), qsizetype(size));
-    sqlite3_free(bytes);
-    for (const auto &[name, table] : wanted)
-        entry->loaded.insert(name.toLower());
-    entry->image = image;
+    // No table the text names: an empty database, where SQLite reports the missing table.
+    if (!made.image || !wanted.empty())
+        made.image = wanted.empty() ? std::make_shared<const QByteArray>()
+                                    : extendedImage(base ? *base : QByteArray(), jet, wanted);
+    const std::shared_ptr<const QByteArray> image = made.image;
+    storeImage(std::move(made), base);
     return image;
 }
 

@@ -10,7 +10,7 @@
 
 struct sqlite3;
 
-namespace Brennvox10::data::sqlite {
+namespace Brennvox10::data::jet {
 
 // The text to prepare on SQLite; equal to sql when nothing needed adapting. Outside strings, quoted
 // and bracketed names and comments:
@@ -28,4 +28,4 @@ QString adaptJetSql(const QString &sql);
 // Jet shows #Error in that one cell (Val, CStr, CLng, CDbl): an error here would fail the whole list.
 void registerJetFunctions(sqlite3 *db);
 
-} // namespace Brennvox10::data::sqlite
+} // namespace Brennvox10::data::jet

@@ -1,5 +1,7 @@
 #include "sql/postgres/Dialect.h"
 
+#include "sql/lexer/Lexer.h"
+
 #include <algorithm>
 #include <vector>
 
@@ -7,134 +9,16 @@ namespace Brennvox10::data::postgres {
 
 namespace {
 
-enum class Kind { Word, QuotedName, String, Number, Punct };
-
-struct Token {
-    Kind kind;
-    qsizetype begin, end;
-};
-
-bool isWordStart(QChar c)
-{
-    return c.isLetter() || c == u'_' || c.unicode() >= 0x80;
-}
-
-bool isWordChar(QChar c)
-{
-    return isWordStart(c) || c.isDigit() || c == u'$';
-}
-
-// The lexical tokens of sql, blanks and comments left out. An unterminated literal or comment runs
-// to the end of the text, as the server would read it before refusing it.
-std::vector<Token> tokenize(const QString &sql)
-{
-    std::vector<Token> tokens;
-    const qsizetype n = sql.size();
-    auto at = [&](qsizetype i) { return i < n ? sql[i] : QChar(); };
-    qsizetype i = 0;
-    while (i < n) {
-        const QChar c = sql[i];
-        const qsizetype start = i;
-        if (c.isSpace()) {
-            ++i;
-        } else if (c == u'-' && at(i + 1) == u'-') {
-            while (i < n && sql[i] != u'\n')
-                ++i;
-        } else if (c == u'/' && at(i + 1) == u'*') {
-            int depth = 0;
-            while (i < n) {
-                if (sql[i] == u'/' && at(i + 1) == u'*') {
-                    ++depth;
-                    i += 2;
-                } else if (sql[i] == u'*' && at(i + 1) == u'/') {
-                    i += 2;
-                    if (--depth == 0)
-                        break;
-                } else {
-                    ++i;
-                }
-            }
-        } else if (c == u'\'' || ((c == u'e' || c == u'E') && at(i + 1) == u'\'')) {
-            const bool escapes = c != u'\'';
-            i += escapes ? 2 : 1;
-            while (i < n) {
-                if (escapes && sql[i] == u'\\') {
-                    i += 2;
-                } else if (sql[i] == u'\'') {
-                    if (at(i + 1) != u'\'') {
-                        ++i;
-                        break;
-                    }
-                    i += 2;
-                } else {
-                    ++i;
-                }
-            }
-            tokens.push_back({ Kind::String, start, std::min(i, n) });
-        } else if (c == u'$' && (at(i + 1) == u'$' || isWordStart(at(i + 1)))) {
-            // $tag$ ... $tag$
-            qsizetype j = i + 1;
-            while (j < n && sql[j] != u'$' && isWordChar(sql[j]) && sql[j] != u'$')
-                ++j;
-            if (j < n && sql[j] == u'$') {
-                const QString tag = sql.sliced(i, j - i + 1);
-                const qsizetype close = sql.indexOf(tag, j + 1);
-                i = close < 0 ? n : close + tag.size();
-                tokens.push_back({ Kind::String, start, i });
-            } else {
-                tokens.push_back({ Kind::Punct, start, ++i });
-            }
-        } else if (c == u'"') {
-            ++i;
-            while (i < n) {
-                if (sql[i] == u'"') {
-                    if (at(i + 1) != u'"') {
-                        ++i;
-                        break;
-                    }
-                    i += 2;
-                } else {
-                    ++i;
-                }
-            }
-            tokens.push_back({ Kind::QuotedName, start, std::min(i, n) });
-        } else if (isWordStart(c)) {
-            while (i < n && isWordChar(sql[i]))
-                ++i;
-            tokens.push_back({ Kind::Word, start, i });
-        } else if (c.isDigit() || (c == u'.' && at(i + 1).isDigit())) {
-            while (i < n && (sql[i].isLetterOrNumber() || sql[i] == u'.'
-                       || ((sql[i] == u'+' || sql[i] == u'-') && (sql[i - 1] == u'e' || sql[i - 1] == u'E'))))
-                ++i;
-            tokens.push_back({ Kind::Number, start, i });
-        } else if (c == u':' && at(i + 1) == u':') {
-            i += 2;
-            tokens.push_back({ Kind::Punct, start, i });
-        } else {
-            tokens.push_back({ Kind::Punct, start, ++i });
-        }
-    }
-    return tokens;
-}
+using lexer::Kind;
+using lexer::Token;
 
 class Adapter {
 public:
     explicit Adapter(const QString &sql)
         : m_sql(sql)
-        , m_tokens(tokenize(sql))
+        , m_tokens(lexer::significantTokens(sql, lexer::Dialect::Postgres))
+        , m_match(lexer::matchParentheses(sql, m_tokens))
     {
-        // Matching parentheses, both ways.
-        m_match.assign(m_tokens.size(), -1);
-        std::vector<qsizetype> open;
-        for (qsizetype t = 0; t < qsizetype(m_tokens.size()); ++t) {
-            if (isPunct(t, u'(')) {
-                open.push_back(t);
-            } else if (isPunct(t, u')') && !open.empty()) {
-                m_match[size_t(t)] = open.back();
-                m_match[size_t(open.back())] = t;
-                open.pop_back();
-            }
-        }
     }
 
     QString run()
@@ -198,7 +82,7 @@ private:
         const qsizetype next = close + 1;
         if (next >= count())
             return true;
-        if (m_tokens[size_t(next)].kind == Kind::QuotedName)
+        if (m_tokens[size_t(next)].kind == Kind::Name)
             return false;
         if (m_tokens[size_t(next)].kind == Kind::Punct)
             return !isPunct(next, u'(') && !isPunct(next, u'.');
@@ -249,7 +133,7 @@ private:
             if (start > 0 && m_tokens[size_t(start - 1)].kind == Kind::Word && !isReservedOperand(start - 1)
                 && !isAnyWord(start - 1, { "in", "exists", "from", "join", "on" }))
                 --start;
-        } else if (m_tokens[size_t(t)].kind == Kind::Word || m_tokens[size_t(t)].kind == Kind::QuotedName) {
+        } else if (m_tokens[size_t(t)].kind == Kind::Word || m_tokens[size_t(t)].kind == Kind::Name) {
             if (isReservedOperand(t))
                 return -1;
         } else if (m_tokens[size_t(t)].kind != Kind::Number) {
@@ -257,7 +141,7 @@ private:
         }
         while (start >= 2 && isPunct(start - 1, u'.')
             && (m_tokens[size_t(start - 2)].kind == Kind::Word
-                || m_tokens[size_t(start - 2)].kind == Kind::QuotedName))
+                || m_tokens[size_t(start - 2)].kind == Kind::Name))
             start -= 2;
         // x::type, -x, a + x: the operand is only part of an expression we do not parse; leave it.
         if (start > 0 && m_tokens[size_t(start - 1)].kind == Kind::Punct && !isPunct(start - 1, u'(')
@@ -275,13 +159,13 @@ private:
         const Kind kind = m_tokens[size_t(t)].kind;
         if (isPunct(t, u'(')) {
             end = m_match[size_t(t)];
-        } else if (kind == Kind::Word || kind == Kind::QuotedName) {
+        } else if (kind == Kind::Word || kind == Kind::Name) {
             if (isReservedOperand(t))
                 return -1;
             while (isPunct(end + 1, u'.')
                 && end + 2 < count()
                 && (m_tokens[size_t(end + 2)].kind == Kind::Word
-                    || m_tokens[size_t(end + 2)].kind == Kind::QuotedName))
+                    || m_tokens[size_t(end + 2)].kind == Kind::Name))
                 end += 2;
             if (isPunct(end + 1, u'('))
                 end = m_match[size_t(end + 1)];

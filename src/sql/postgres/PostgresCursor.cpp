@@ -1,6 +1,7 @@
 #include "sql/postgres/PostgresCursor_p.h"
 
 #include "sql/postgres/Dialect.h"
+#include "sql/lexer/Lexer.h"
 #include "core/BusyCursor.h"
 
 #include <QFile>
@@ -114,25 +115,13 @@ PostgresCursor::Kind kindOf(Oid type, int typmod, int &adoType)
 // parentheses) with SELECT, WITH, VALUES or TABLE.
 bool isCursorQuery(const QString &text)
 {
-    qsizetype i = 0;
-    const qsizetype n = text.size();
-    while (i < n) {
-        if (text[i].isSpace() || text[i] == u'(') {
-            ++i;
-        } else if (text.mid(i, 2) == QLatin1String("--")) {
-            while (i < n && text[i] != u'\n')
-                ++i;
-        } else if (text.mid(i, 2) == QLatin1String("/*")) {
-            const qsizetype end = text.indexOf(QLatin1String("*/"), i + 2);
-            i = end < 0 ? n : end + 2;
-        } else {
-            break;
-        }
-    }
-    qsizetype end = i;
-    while (end < n && text[end].isLetter())
-        ++end;
-    const QStringView word = QStringView(text).sliced(i, end - i);
+    lexer::Lexer lexer(text, lexer::Dialect::Postgres);
+    lexer::Token token {};
+    bool more = false;
+    while ((more = lexer.next(token)) && (token.isTrivia() || token.in(text) == u"(")) { }
+    if (!more || token.kind != lexer::Kind::Word)
+        return false;
+    const QStringView word = token.in(text);
     for (const char *keyword : { "select", "with", "values", "table" })
         if (word.compare(QLatin1String(keyword), Qt::CaseInsensitive) == 0)
             return true;
@@ -157,7 +146,31 @@ std::unique_ptr<PostgresCursor> PostgresCursor::open(const ConnectionText &conne
     cursor->m_limit = commandTimeLimit(connection);
     if (cursor->m_limit.count() > 0)
         cursor->m_deadline = std::chrono::steady_clock::now() + cursor->m_limit;
+    cursor->connect(connection);
 
+    // Read-only for the whole transaction, which ends unfinished when the connection closes. Dates
+    // and money come in the forms the shared readers know.
+    const qint64 serverLimit = cursor->m_limit.count();
+    const QByteArray setup = "BEGIN READ ONLY; SET LOCAL statement_timeout = " + QByteArray::number(serverLimit)
+        + "; SET LOCAL DateStyle = 'ISO, YMD'; SET LOCAL lc_monetary = 'C'; SET LOCAL IntervalStyle = 'postgres'; SET LOCAL bytea_output = 'hex'";
+    if (const Result begun(PQexec(cursor->m_connection.get(), setup.constData()));
+        PQresultStatus(begun.get()) != PGRES_COMMAND_OK)
+        cursor->failWith(begun.get());
+
+    const QString text = adaptForPostgres(sql);
+    if (text != sql && showAdapted)
+        showAdapted(text);
+    Result description;
+    const PGresult *described = isCursorQuery(text) ? cursor->startQuery(text.toUtf8())
+                                                    : cursor->startStatement(text.toUtf8(), description);
+    cursor->takeColumns(described);
+    // The first batch is read from its first row on.
+    cursor->m_index = -1;
+    return cursor;
+}
+
+void PostgresCursor::connect(const ConnectionText &connection)
+{
     // Later keywords win: the file may change the time-out and the name the server logs, never the
     // encoding, and the control's password wins over one in the file.
     const QByteArray conninfo = connectionStringIn(connection.dataSource());
@@ -170,66 +183,58 @@ std::unique_ptr<PostgresCursor> PostgresCursor::open(const ConnectionText &conne
     }
     keys.push_back(nullptr);
     values.push_back(nullptr);
-    cursor->m_connection.reset(PQconnectdbParams(keys.data(), values.data(), 1));
-    PGconn *db = cursor->m_connection.get();
+    m_connection.reset(PQconnectdbParams(keys.data(), values.data(), 1));
+    PGconn *db = m_connection.get();
     if (!db)
         failDatabase(QStringLiteral("out of memory while connecting"));
     if (PQstatus(db) != CONNECTION_OK)
         failDatabase(trimmedMessage(PQerrorMessage(db)));
+}
 
-    // Read-only for the whole transaction, which ends unfinished when the connection closes. Dates
-    // and money come in the forms the shared readers know.
-    const qint64 serverLimit = cursor->m_limit.count();
-    const QByteArray setup = "BEGIN READ ONLY; SET LOCAL statement_timeout = " + QByteArray::number(serverLimit)
-        + "; SET LOCAL DateStyle = 'ISO, YMD'; SET LOCAL lc_monetary = 'C'; SET LOCAL IntervalStyle = 'postgres'; SET LOCAL bytea_output = 'hex'";
-    if (const Result begun(PQexec(db, setup.constData())); PQresultStatus(begun.get()) != PGRES_COMMAND_OK)
-        cursor->failWith(begun.get());
+// A cursor takes only a query, so nothing that writes or runs a command gets this far.
+const PGresult *PostgresCursor::startQuery(const QByteArray &utf8)
+{
+    const QByteArray declare = "DECLARE bv_rows NO SCROLL CURSOR FOR " + utf8;
+    if (!PQsendQueryParams(m_connection.get(), declare.constData(), 0, nullptr, nullptr, nullptr, nullptr, 0))
+        failDatabase(trimmedMessage(PQerrorMessage(m_connection.get())));
+    commandResult(PGRES_COMMAND_OK);
+    m_fromCursor = true;
+    requestBatch();
+    takeFirstBatch();
+    return m_batch.get();
+}
 
-    const QString text = adaptForPostgres(sql);
-    if (text != sql && showAdapted)
-        showAdapted(text);
-    const QByteArray utf8 = text.toUtf8();
-    PGresult *described = nullptr;
-    Result description;
-    if (isCursorQuery(text)) {
-        // A cursor takes only a query, so nothing that writes or runs a command gets this far.
-        const QByteArray declare = "DECLARE bv_rows NO SCROLL CURSOR FOR " + utf8;
-        if (!PQsendQueryParams(db, declare.constData(), 0, nullptr, nullptr, nullptr, nullptr, 0))
-            failDatabase(trimmedMessage(PQerrorMessage(db)));
-        cursor->commandResult(PGRES_COMMAND_OK);
-        cursor->m_fromCursor = true;
-        cursor->requestBatch();
-        cursor->takeFirstBatch();
-        described = cursor->m_batch.get();
-    } else {
-        // The unnamed statement: one statement only, and described before it runs, so that a text
-        // that returns no rows (a command) never runs at all.
-        if (!PQsendPrepare(db, "", utf8.constData(), 0, nullptr))
-            failDatabase(trimmedMessage(PQerrorMessage(db)));
-        cursor->commandResult(PGRES_COMMAND_OK);
-        if (!PQsendDescribePrepared(db, ""))
-            failDatabase(trimmedMessage(PQerrorMessage(db)));
-        description = cursor->commandResult(PGRES_COMMAND_OK);
-        described = description.get();
-        if (PQnfields(described) == 0)
-            throw Failure(FailureNumber::CommandError,
-                QStringLiteral("the statement returns no rows: only queries are run"), failureSource);
-        if (!PQsendQueryPrepared(db, "", 0, nullptr, nullptr, nullptr, 0))
-            failDatabase(trimmedMessage(PQerrorMessage(db)));
-        PQsetSingleRowMode(db);
-    }
+// The unnamed statement: one statement only, and described before it runs, so that a text that
+// returns no rows (a command) never runs at all.
+const PGresult *PostgresCursor::startStatement(const QByteArray &utf8, Result &description)
+{
+    PGconn *db = m_connection.get();
+    if (!PQsendPrepare(db, "", utf8.constData(), 0, nullptr))
+        failDatabase(trimmedMessage(PQerrorMessage(db)));
+    commandResult(PGRES_COMMAND_OK);
+    if (!PQsendDescribePrepared(db, ""))
+        failDatabase(trimmedMessage(PQerrorMessage(db)));
+    description = commandResult(PGRES_COMMAND_OK);
+    if (PQnfields(description.get()) == 0)
+        throw Failure(FailureNumber::CommandError,
+            QStringLiteral("the statement returns no rows: only queries are run"), failureSource);
+    if (!PQsendQueryPrepared(db, "", 0, nullptr, nullptr, nullptr, 0))
+        failDatabase(trimmedMessage(PQerrorMessage(db)));
+    PQsetSingleRowMode(db);
+    return description.get();
+}
+
+void PostgresCursor::takeColumns(const PGresult *described)
+{
     const int count = PQnfields(described);
-    cursor->columns.resize(size_t(count));
-    cursor->m_kinds.resize(size_t(count));
-    cursor->m_fixed.resize(size_t(count));
+    columns.resize(size_t(count));
+    m_kinds.resize(size_t(count));
+    m_fixed.resize(size_t(count));
     for (int i = 0; i < count; ++i) {
-        ColumnInfo &column = cursor->columns[size_t(i)];
+        ColumnInfo &column = columns[size_t(i)];
         column.name = QString::fromUtf8(PQfname(described, i));
-        cursor->m_kinds[size_t(i)] = kindOf(PQftype(described, i), PQfmod(described, i), column.declaredType);
+        m_kinds[size_t(i)] = kindOf(PQftype(described, i), PQfmod(described, i), column.declaredType);
     }
-    // The first batch is read from its first row on.
-    cursor->m_index = -1;
-    return cursor;
 }
 
 Result PostgresCursor::commandResult(ExecStatusType expected)

@@ -1,12 +1,12 @@
 #pragma once
 // The PostgreSQL provider: one connection per recordset, one statement in a read-only transaction.
-// A query's rows come through a cursor in batches sized to a few megabytes, the next batch asked for
-// before the current one is read, so that the server works while the list fills; any other text
+// A query's rows come through a cursor in batches of about 256 KB of text (the first one 64 rows),
+// the next batch asked for before the current one is read, so that the server works while the list fills; any other text
 // (SHOW, EXPLAIN) is described first, refused when it returns no rows, and read one row at a time.
 // The data source is a file holding a libpq connection string; the connection text's password is
 // the server's.
 
-#include "sql/Cursor_p.h"
+#include "sql/cursor/Cursor.h"
 
 #include <libpq-fe.h>
 
@@ -63,6 +63,11 @@ private:
     // The one result of the command just sent, or a Failure.
     Result commandResult(ExecStatusType expected);
     [[noreturn]] void failWith(const PGresult *result);
+    void connect(const ConnectionText &connection);
+    // Starts the text, returning the result that describes its columns.
+    const PGresult *startQuery(const QByteArray &utf8);
+    const PGresult *startStatement(const QByteArray &utf8, Result &description);
+    void takeColumns(const PGresult *described);
     void requestBatch();
     void takeFirstBatch();
     // The reader thread's loop, and the user-interface thread's side of it.

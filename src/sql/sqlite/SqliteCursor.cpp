@@ -1,5 +1,5 @@
 #include "sql/sqlite/SqliteCursor_p.h"
-#include "sql/jet/JetSql.h"
+#include "sql/lexer/Lexer.h"
 #include "core/BusyCursor.h"
 
 #include <QDir>
@@ -153,22 +153,11 @@ bool readAsImmutable(const QString &path)
 // Whether the text after the prepared statement holds nothing but blanks, semicolons and comments.
 bool onlyTrivia(const char *tail)
 {
-    const char *p = tail;
-    while (*p) {
-        if (*p == ';' || *p == ' ' || *p == '\t' || *p == '\n' || *p == '\r' || *p == '\f' || *p == '\v') {
-            ++p;
-        } else if (p[0] == '-' && p[1] == '-') {
-            while (*p && *p != '\n')
-                ++p;
-        } else if (p[0] == '/' && p[1] == '*') {
-            p += 2;
-            while (*p && !(p[0] == '*' && p[1] == '/'))
-                ++p;
-            if (*p)
-                p += 2;
-        } else {
+    const QString text = QString::fromUtf8(tail);
+    lexer::Lexer lexer(text, lexer::Dialect::Sqlite);
+    for (lexer::Token token; lexer.next(token);) {
+        if (!token.isTrivia() && token.in(text) != u";")
             return false;
-        }
     }
     return true;
 }
@@ -202,8 +191,8 @@ int SqliteCursor::onProgress()
     return m_cancelled || m_late ? 1 : 0;
 }
 
-std::unique_ptr<SqliteCursor> SqliteCursor::open(
-    const ConnectionText &connection, const QString &sql, void (*showAdapted)(const QString &))
+std::unique_ptr<SqliteCursor> SqliteCursor::open(const ConnectionText &connection, const QString &sql,
+    const SqlDialect &dialect, void (*showAdapted)(const QString &))
 {
     const QString path = connection.dataSource();
     // An empty name would make SQLite open a private temporary database.
@@ -227,12 +216,13 @@ std::unique_ptr<SqliteCursor> SqliteCursor::open(
     cursor->m_db.reset(db);
     if (rc != SQLITE_OK)
         fail(db, rc);
-    cursor->prepare(sql, showAdapted);
+    cursor->prepare(sql, dialect, showAdapted);
     return cursor;
 }
 
 std::unique_ptr<SqliteCursor> SqliteCursor::openImage(std::shared_ptr<const QByteArray> image,
-    const ConnectionText &connection, const QString &sql, void (*showAdapted)(const QString &))
+    const ConnectionText &connection, const QString &sql, const SqlDialect &dialect,
+    void (*showAdapted)(const QString &))
 {
     std::unique_ptr<SqliteCursor> cursor(new SqliteCursor);
     cursor->m_limit = commandTimeLimit(connection);
@@ -252,17 +242,17 @@ std::unique_ptr<SqliteCursor> SqliteCursor::openImage(std::shared_ptr<const QByt
         if (loaded != SQLITE_OK)
             fail(db, loaded);
     }
-    cursor->prepare(sql, showAdapted);
+    cursor->prepare(sql, dialect, showAdapted);
     return cursor;
 }
 
-void SqliteCursor::prepare(const QString &sql, void (*showAdapted)(const QString &))
+void SqliteCursor::prepare(const QString &sql, const SqlDialect &dialect, void (*showAdapted)(const QString &))
 {
     sqlite3 *db = m_db.get();
     configure(db, this);
-    // List definitions are written for Jet; its functions and literals are made SQLite's here.
-    registerJetFunctions(db);
-    const QString adapted = adaptJetSql(sql);
+    if (dialect.registerFunctions)
+        dialect.registerFunctions(db);
+    const QString adapted = dialect.adapt ? dialect.adapt(sql) : sql;
     if (adapted != sql && showAdapted)
         showAdapted(adapted);
 

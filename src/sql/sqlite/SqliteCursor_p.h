@@ -2,7 +2,7 @@
 // The SQLite provider: one read-only connection per recordset, one prepared statement; the cell
 // accessors are SQLite's own column functions.
 
-#include "sql/Cursor_p.h"
+#include "sql/cursor/Cursor.h"
 
 #include <sqlite3.h>
 
@@ -17,17 +17,25 @@ struct StatementFinalizer {
 using Connection = std::unique_ptr<sqlite3, ConnectionCloser>;
 using Statement = std::unique_ptr<sqlite3_stmt, StatementFinalizer>;
 
+// What the text a connection is given becomes before SQLite reads it, and the functions that text
+// may call; either may be absent. The choice of provider decides it.
+struct SqlDialect {
+    QString (*adapt)(const QString &sql) = nullptr;
+    void (*registerFunctions)(sqlite3 *db) = nullptr;
+};
+
 class SqliteCursor final : public Cursor {
 public:
-    // Opens the connection's data source read-only and prepares sql, adapted from Jet's dialect
-    // (JetSql.h); Failure when the file cannot be opened or sql is not exactly one statement that
-    // only reads. showAdapted, when given, sees the text prepared when it differs from sql.
-    static std::unique_ptr<SqliteCursor> open(
-        const ConnectionText &connection, const QString &sql, void (*showAdapted)(const QString &) = nullptr);
+    // Opens the connection's data source read-only and prepares sql as dialect adapts it; Failure
+    // when the file cannot be opened or sql is not exactly one statement that only reads.
+    // showAdapted, when given, sees the text prepared when it differs from sql.
+    static std::unique_ptr<SqliteCursor> open(const ConnectionText &connection, const QString &sql,
+        const SqlDialect &dialect, void (*showAdapted)(const QString &) = nullptr);
     // The same over a serialized database held in memory (another provider's tables), read in place
     // and read-only; the cursor keeps the image alive.
     static std::unique_ptr<SqliteCursor> openImage(std::shared_ptr<const QByteArray> image,
-        const ConnectionText &connection, const QString &sql, void (*showAdapted)(const QString &) = nullptr);
+        const ConnectionText &connection, const QString &sql, const SqlDialect &dialect,
+        void (*showAdapted)(const QString &) = nullptr);
 
     bool next() override;
 
@@ -61,7 +69,7 @@ private:
     SqliteCursor() = default;
     int onProgress();
     // Configures the open connection and prepares sql, in SQLite's words, on it.
-    void prepare(const QString &sql, void (*showAdapted)(const QString &));
+    void prepare(const QString &sql, const SqlDialect &dialect, void (*showAdapted)(const QString &));
 
     // The statement is finalized before its connection closes, and the connection before the image
     // it reads (members die in reverse order).

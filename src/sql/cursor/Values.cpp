@@ -1,4 +1,4 @@
-#include "sql/Cursor_p.h"
+#include "sql/cursor/Cursor.h"
 
 #include <QDate>
 

@@ -1,4 +1,4 @@
-#include "sql/Recordset.h"
+#include "sql/cursor/ConnectionText.h"
 
 namespace Brennvox10::data {
 

@@ -3,11 +3,17 @@
 // names and declared types, and the raw cells of the current row. Conversions to field types are
 // the recordset's, so every provider reads values the same way.
 
-#include "sql/Recordset.h"
+#include "sql/cursor/ConnectionText.h"
+#include "sql/cursor/Values.h"
+
+#include <Brennvox10/Failure.h>
+
+#include <QByteArrayView>
 
 #include <QLoggingCategory>
 
 #include <chrono>
+#include <memory>
 #include <vector>
 
 Q_DECLARE_LOGGING_CATEGORY(lcData)
@@ -40,9 +46,8 @@ public:
     std::vector<ColumnInfo> columns;
 };
 
-// Prepares sql on the provider the connection names; Failure 3706 for a provider we do not have.
-// A provider that must adapt the text to its dialect shows the query observer the text it runs.
-std::unique_ptr<Cursor> openCursor(const ConnectionText &connection, const QString &sql);
+// Tells the query observer, if one is set, the text about to run.
+void notifyObserver(const QString &sql);
 
 // The connection text's "Command Timeout" in seconds (0 for none), or the default; a Failure when
 // it is not a number of seconds.

@@ -1,0 +1,33 @@
+#include "sql/Providers.h"
+
+#include "sql/jet/JetImage.h"
+#include "sql/jet/JetSql.h"
+#include "sql/postgres/PostgresCursor_p.h"
+#include "sql/sqlite/SqliteCursor_p.h"
+
+namespace Brennvox10::data {
+
+namespace {
+
+// List definitions are written for Jet, on SQLite files as on Jet's own: its functions and
+// literals become SQLite's on every SQLite connection.
+constexpr sqlite::SqlDialect jetOnSqlite { &jet::adaptJetSql, &jet::registerJetFunctions };
+
+} // namespace
+
+std::unique_ptr<Cursor> openCursor(const ConnectionText &connection, const QString &sql)
+{
+    const QString provider = connection.provider();
+    if (provider == u"sqlite")
+        return sqlite::SqliteCursor::open(connection, sql, jetOnSqlite, &notifyObserver);
+    if (provider == u"postgresql")
+        return postgres::PostgresCursor::open(connection, sql, &notifyObserver);
+    // Jet files: the tables the text names, copied once into an SQLite image that the text runs on.
+    if (provider == u"microsoft.jet.oledb.4.0" || provider == u"microsoft.jet.oledb.3.51")
+        return sqlite::SqliteCursor::openImage(
+            jet::imageFor(connection.dataSource(), connection.password(), sql), connection, sql, jetOnSqlite,
+            &notifyObserver);
+    throw failureFor(FailureNumber::ProviderNotFound, QStringLiteral("Brennvox10.Recordset"));
+}
+
+} // namespace Brennvox10::data

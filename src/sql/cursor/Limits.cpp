@@ -1,0 +1,48 @@
+#include "sql/cursor/Cursor.h"
+
+#include <atomic>
+
+namespace Brennvox10::data {
+
+namespace {
+
+const QString failureSource = QStringLiteral("Brennvox10.Recordset");
+
+std::atomic<qint64> stepLimitMs { 30 * 1000 };
+
+} // namespace
+
+void setStepTimeLimit(std::chrono::milliseconds limit)
+{
+    stepLimitMs.store(limit.count(), std::memory_order_relaxed);
+}
+
+std::chrono::milliseconds stepTimeLimit()
+{
+    return std::chrono::milliseconds(stepLimitMs.load(std::memory_order_relaxed));
+}
+
+std::chrono::milliseconds commandTimeLimit(const ConnectionText &connection)
+{
+    const QString given = connection.value(QStringLiteral("command timeout")).trimmed();
+    if (given.isEmpty())
+        return stepTimeLimit();
+    bool ok = false;
+    const double seconds = given.toDouble(&ok);
+    if (!ok || !(seconds >= 0) || seconds > 1e9)
+        throw Failure(FailureNumber::CommandError,
+            QStringLiteral("Command Timeout must be a number of seconds, 0 for none: %1").arg(given),
+            failureSource);
+    return std::chrono::milliseconds(qint64(seconds * 1000));
+}
+
+void failInterrupted(bool cancelled, std::chrono::milliseconds limit, const QString &source)
+{
+    throw Failure(FailureNumber::CommandError,
+        cancelled ? QStringLiteral("interrupted: the user cancelled the load")
+                  : QStringLiteral("interrupted: the query ran past its time limit of %1 s (Command Timeout)")
+                        .arg(double(limit.count()) / 1000.0),
+        source);
+}
+
+} // namespace Brennvox10::data
