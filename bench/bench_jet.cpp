@@ -4,8 +4,8 @@
 //
 //   bench_jet [--reps R] [FILE.mdb ...]      (default: every fixture in tests/fixtures/jet)
 
-#include "sql/Recordset.h"
-#include "sql/jet/JetImage.h"
+#include "recordset/Recordset.h"
+#include "providers/jet/JetImage.h"
 
 #include <Brennvox10/Failure.h>
 

@@ -47,7 +47,7 @@
 #include "BenchRun.h"
 #include "LocalServer.h"
 #include "Unattended.h"
-#include "sql/postgres/Dialect.h"
+#include "providers/postgres/Dialect.h"
 #include <algorithm>
 
 #include <cstdio>

@@ -1,5 +1,5 @@
 // The connection text as a host writes it: any text parses, and what it gives stays within it.
-#include "sql/Recordset.h"
+#include "recordset/Recordset.h"
 
 #include <QString>
 

@@ -3,7 +3,7 @@
 //
 // Input: the text. Where it holds a \x01, the part before it (without quotes, brackets and comment
 // marks) is followed by the part after it as a string literal, then by the whole text again.
-#include "sql/jet/JetSql.h"
+#include "providers/jet/JetSql.h"
 
 #include <cstdint>
 #include <cstdlib>

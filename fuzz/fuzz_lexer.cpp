@@ -2,9 +2,9 @@
 // the text exactly, in order and without empty ones; the parentheses it pairs pair both ways. And
 // the two rewrites built on it, the Jet adapter and the PostgreSQL one, keep every string literal
 // and comment of their input, unchanged and in order.
-#include "sql/jet/JetSql.h"
+#include "providers/jet/JetSql.h"
 #include "sql/lexer/Lexer.h"
-#include "sql/postgres/Dialect.h"
+#include "providers/postgres/Dialect.h"
 
 #include <cstdint>
 #include <cstdlib>

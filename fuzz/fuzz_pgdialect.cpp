@@ -1,6 +1,6 @@
 // The text adapted for PostgreSQL from any text (UTF-8, invalid bytes included): it is the input with
 // only the adapter's own pieces put in, casts come in pairs, and parentheses stay balanced.
-#include "sql/postgres/Dialect.h"
+#include "providers/postgres/Dialect.h"
 
 #include <cstdint>
 #include <cstdlib>

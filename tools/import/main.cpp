@@ -5,7 +5,7 @@
 // ...), so that a shop that moves keeps its list definitions. One line per table as it is copied.
 // OUT.db must not exist; it appears only once complete.
 
-#include "sql/jet/JetImage.h"
+#include "providers/jet/JetImage.h"
 
 #include <Brennvox10/Failure.h>
 

@@ -1,6 +1,6 @@
 #include "controls/filter/ValueList_p.h"
 
-#include "sql/Recordset.h"
+#include "recordset/Recordset.h"
 
 #include <cstring>
 #include <limits>

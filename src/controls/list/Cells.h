@@ -3,7 +3,7 @@
 // first, the pattern its ADO type asks for (currency "#,##0.00", date "dd/mm/yyyy"). A Null has no
 // text form and is Failure 94.
 
-#include "sql/Recordset.h"
+#include "recordset/Recordset.h"
 
 #include <Brennvox10/ListView.h>
 

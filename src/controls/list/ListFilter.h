@@ -4,7 +4,7 @@
 // user's filter, unloads the dialog and reloads the list; "Cerrar" only unloads it. Every procedure
 // here is guarded on the list control.
 
-#include "sql/ConnectionSettings.h"
+#include "recordset/ConnectionSettings.h"
 
 #include <QMetaObject>
 #include <QString>

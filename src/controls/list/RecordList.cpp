@@ -3,10 +3,10 @@
 
 #include "controls/list/Cells.h"
 #include "core/Conversions.h"
-#include "sql/RowWalk.h"
+#include "recordset/RowWalk.h"
 #include "xml/XmlHelper.h"
 #include "core/Guard.h"
-#include "sql/Recordset.h"
+#include "recordset/Recordset.h"
 
 #include "widgets/Twips.h"
 #include <Brennvox10/ListView.h>

@@ -3,7 +3,7 @@
 // the data checks, the list query, loading the rows, the tab choice, and single-row upkeep. Every
 // operation is a guarded procedure on the owning control: its failures go to the ErrorReporter.
 
-#include "sql/ConnectionSettings.h"
+#include "recordset/ConnectionSettings.h"
 
 #include <Brennvox10/XmlDocument.h>
 

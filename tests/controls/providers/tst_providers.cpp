@@ -10,7 +10,7 @@
 
 #include "LocalServer.h"
 #include "SampleData.h"
-#include "sql/postgres/Dialect.h"
+#include "providers/postgres/Dialect.h"
 
 #include <Brennvox10/Brennvox10.h>
 #include <Brennvox10/QueryObserver.h>

@@ -1,5 +1,5 @@
-#include "sql/jet/JetFunctions_p.h"
-#include "sql/jet/JetSql.h"
+#include "providers/jet/JetFunctions_p.h"
+#include "providers/jet/JetSql.h"
 
 #include <QDateTime>
 

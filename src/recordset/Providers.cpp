@@ -1,9 +1,9 @@
-#include "sql/Providers.h"
+#include "recordset/Providers.h"
 
-#include "sql/jet/JetImage.h"
-#include "sql/jet/JetSql.h"
-#include "sql/postgres/PostgresCursor_p.h"
-#include "sql/sqlite/SqliteCursor_p.h"
+#include "providers/jet/JetImage.h"
+#include "providers/jet/JetSql.h"
+#include "providers/postgres/PostgresCursor_p.h"
+#include "providers/sqlite/SqliteCursor_p.h"
 
 namespace Brennvox10::data {
 

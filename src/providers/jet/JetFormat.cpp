@@ -1,4 +1,4 @@
-#include "sql/jet/JetFunctions_p.h"
+#include "providers/jet/JetFunctions_p.h"
 
 #include <QDateTime>
 

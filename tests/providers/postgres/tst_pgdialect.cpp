@@ -1,4 +1,4 @@
-#include "sql/postgres/Dialect.h"
+#include "providers/postgres/Dialect.h"
 #include "support/Rows.h"
 
 #include <QTest>

@@ -3,7 +3,7 @@
 
 #include "core/Guard.h"
 #include "core/BusyCursor.h"
-#include "sql/Recordset.h"
+#include "recordset/Recordset.h"
 
 namespace Brennvox10 {
 

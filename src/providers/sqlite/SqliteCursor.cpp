@@ -1,4 +1,4 @@
-#include "sql/sqlite/SqliteCursor_p.h"
+#include "providers/sqlite/SqliteCursor_p.h"
 #include "sql/lexer/Lexer.h"
 #include "core/BusyCursor.h"
 

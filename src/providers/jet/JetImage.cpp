@@ -1,7 +1,7 @@
-#include "sql/jet/JetImage.h"
+#include "providers/jet/JetImage.h"
 
 #include "core/BusyCursor.h"
-#include "sql/jet/JetHeader.h"
+#include "providers/jet/JetHeader.h"
 #include "sql/lexer/Lexer.h"
 
 #include <Brennvox10/Failure.h>

@@ -1,6 +1,6 @@
 #include "sql/cursor/Cursor.h"
-#include "sql/Recordset.h"
-#include "sql/jet/JetSql.h"
+#include "recordset/Recordset.h"
+#include "providers/jet/JetSql.h"
 #include "support/FailureOf.h"
 #include "support/Fixtures.h"
 #include "support/Rows.h"

@@ -1,6 +1,6 @@
-#include "sql/Recordset.h"
+#include "recordset/Recordset.h"
 
-#include "sql/Providers.h"
+#include "recordset/Providers.h"
 
 #include <QDateTime>
 

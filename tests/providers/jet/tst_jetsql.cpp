@@ -1,5 +1,5 @@
-#include "sql/jet/JetImage.h"
-#include "sql/jet/JetSql.h"
+#include "providers/jet/JetImage.h"
+#include "providers/jet/JetSql.h"
 #include "support/FailureOf.h"
 #include "support/Rows.h"
 

@@ -1,4 +1,4 @@
-#include "sql/jet/JetHeader.h"
+#include "providers/jet/JetHeader.h"
 
 #include <QtEndian>
 

@@ -1,6 +1,6 @@
-#include "sql/postgres/PostgresCursor_p.h"
+#include "providers/postgres/PostgresCursor_p.h"
 
-#include "sql/postgres/Dialect.h"
+#include "providers/postgres/Dialect.h"
 #include "sql/lexer/Lexer.h"
 #include "core/BusyCursor.h"
 

@@ -1,4 +1,4 @@
-#include "sql/jet/JetSql.h"
+#include "providers/jet/JetSql.h"
 
 #include "sql/lexer/Lexer.h"
 
