@@ -268,6 +268,8 @@ void SqliteCursor::prepare(const QString &sql, const SqlDialect &dialect, void (
         refuse(QStringLiteral("the text holds no statement"));
     if (tail && !onlyTrivia(tail))
         refuse(QStringLiteral("the text holds more than one statement"));
+    // A second layer: the read-only open and the authorizer already refuse every write; this names
+    // the refusal before the statement runs.
     if (!sqlite3_stmt_readonly(statement))
         refuse(QStringLiteral("the statement would write to the database"));
 
