@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # One command for a fresh Debian 12 machine: installs the Debian packages that are missing, builds,
 # then runs the demo (./setup.sh demo [demo options]) or every test (./setup.sh test).
 set -euo pipefail

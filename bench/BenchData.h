@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The invoices table every list benchmark reads, and a list definition over it.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // What every benchmark here shares: its options, the fastest of several runs, and the table of
 // figures with ratios against the baselines it ran itself.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // How long the filter dialog takes to show a value list of N clients once the user chooses its
 // field, and how much memory the list keeps per value, against the plain ways of reading the same
 // query from the same SQLite file:

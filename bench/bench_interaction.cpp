@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a host's working day costs on a long list: a header click that sorts it, and the row upkeep
 // calls that follow the host's own writes, at 10,000 and at 1,000,000 rows.
 //

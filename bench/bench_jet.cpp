@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // How long a Jet file's tables take to read through the Jet provider, cold (the file read through
 // mdbtools and copied into the in-memory SQLite image) and warm (the image cached, the query alone),
 // beside mdbtools' own mdb-export of the same table (a separate process, as a shop would run it).

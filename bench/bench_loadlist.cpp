@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // How long a list of N invoices takes from the query to the first painted screen, and how much heap
 // it keeps per row, for the record list and for the obvious alternatives over the same SQLite file:
 //

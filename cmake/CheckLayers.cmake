@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Run as a test: every #include "dir/file" in a layer's folder must name a file of that layer or of a
 # layer below it (what it DEPENDS on, directly or not). The linker alone lets a header-only reach
 # upwards go unnoticed.

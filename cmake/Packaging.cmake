@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Debian packages from this build: `cpack -G DEB` in the build folder makes the runtime package
 # (library, its default definition, the Designer plugin, brennvox10-info) and the development package
 # (headers, CMake package, pkg-config file), which depends on exactly this runtime.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ControlPlugins.h"
 
 #include <Brennvox10/Brennvox10.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Qt Designer's view of the controls: one entry per control in the widget box group "Brennvox10",
 // with its toolbox picture, its public header and a default size.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Cells of every kind and style: any value formats under the locales hosts use, and a row store
 // gives back exactly the values it was given, whatever their sizes and order of writing.
 #include "listview/rows/RowStore_p.h"

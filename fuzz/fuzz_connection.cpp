@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The connection text as a host writes it: any text parses, and what it gives stays within it.
 #include "recordset/Recordset.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A list definition file as it comes from disk: any bytes load or are refused with a reason, every
 // node of what loads can be walked, and changing an attribute in place either refuses or leaves a
 // file that loads again with the new value.

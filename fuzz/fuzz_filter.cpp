@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The filter text from any inputs the four conditions can hold: it matches a plain reference, a
 // condition without operator fails alone and leaves nothing of itself, and no value keeps its "||".
 //

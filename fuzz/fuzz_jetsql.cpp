@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Jet SQL adapted for SQLite from any text (UTF-8, invalid bytes included): text with nothing of Jet's
 // own comes back as it is, a string literal is never touched, and what the rewrites put in pairs up.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The SQL lexer over any text (UTF-8, invalid bytes included), in every dialect: its tokens cover
 // the text exactly, in order and without empty ones; the parentheses it pairs pair both ways. And
 // the two rewrites built on it, the Jet adapter and the PostgreSQL one, keep every string literal

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The text adapted for PostgreSQL from any text (UTF-8, invalid bytes included): it is the input with
 // only the adapter's own pieces put in, casts come in pairs, and parentheses stay balanced.
 #include "providers/postgres/Dialect.h"

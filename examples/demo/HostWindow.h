@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The demo host: a window with the invoices in a record list and the clients in a single list, over
 // one SQLite database. It answers the invoices' commands as an invoicing program would: a form to add

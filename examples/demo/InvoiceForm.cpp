@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "InvoiceForm.h"
 
 #include <QComboBox>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The host's form for one invoice: number, date, client, total, weight and state. "Aceptar" closes
 // it only once every field holds a valid value, the number is free and the client exists; the

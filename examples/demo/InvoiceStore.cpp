@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "InvoiceStore.h"
 
 #include <QFile>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The demo's own access to the invoices, read and write. The list control only ever reads; every
 // change a user makes through the host goes through here, each in its own transaction, with its

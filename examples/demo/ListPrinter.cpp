@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ListPrinter.h"
 
 #include <Brennvox10/ListView.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Prints a list as it is shown: its columns in their order, with their captions, alignments and
 // relative widths, and its rows in their shown order, page by page.

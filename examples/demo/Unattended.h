@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // For runs with nobody to answer a dialog (screenshots, benchmarks): failures and messages go to
 // stderr and are counted, the failed procedure is left, and input boxes count as cancelled.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // brennvox10-demo: an invoicing host over a sample database. "Facturas" is a record list (year and
 // month tabs, one event per command) whose commands the host answers as an invoicing program would:
 // Adicionar and Abrir (or a double click) open a form and write the invoice, Eliminar and Anular ask

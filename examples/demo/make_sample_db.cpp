@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Writes the demo's sample database (see SampleData.h). The content depends only on the fixed seed
 // and the count, so every build produces the same rows.
 //

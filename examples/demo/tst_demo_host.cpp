@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The demo host driven as a user drives it, with mouse and keyboard, over a large sample (DEMO_HOST_ROWS
 // invoices, a million unless told): sort by a header, add an invoice through the form, change it, void it
 // from the context menu, delete it, print the list. After each step the row must stand where a full sort

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The demo's sample database and list definition, checked together through the real control: the
 // data is consistent and reproducible, the definition loads without a failure, its tabs narrow the
 // rows as their captions promise, the typed columns are formatted, and every filter entry names a

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Everything a host needs: the controls and the filter dialog, the list view and tab strip they
 // show, XML documents, the failure and reporting contract, the platform services, and the seams for

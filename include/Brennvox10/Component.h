@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The library as an in-process component server: what a container uses that loads libBrennvox10.so
 // with dlopen and knows the controls only by their identifiers. The interfaces are C++ abstract

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Dispatch by member identifier: how a container, or one part of the library, calls a control
 // without knowing its class. Each published class names its members in its meta-object: a

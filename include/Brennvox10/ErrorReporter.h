@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The outside service that decides what happens after a failure in a guarded procedure.
 // Answers: 0 retry the failed statement, 1 go on after it, anything else leave the procedure.

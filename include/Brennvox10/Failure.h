@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // A failure as the controls see it: a number, a description and the component that raised it.
 // Every layer throws this; guarded procedures hand it to the ErrorReporter, unguarded ones let it

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // What both list controls publish: the connection and definition properties, Showme, the line
 // limit's saving, single-row upkeep, the selected key and hiding a command button. A host does not

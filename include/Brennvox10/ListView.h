@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // A report-style list of keyed rows with sub-items, over an item view and a model of our own.
 // Rows are kept compactly as typed cell values and turned into text only when shown, so a list of

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // A seam for hosts and tests that want to see the SQL the controls run.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The platform services the controls use. The library reaches message boxes, input boxes, the file
 // system's existence check, the date and its own folder only through this interface, so a host or a

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // A strip of keyed tabs. It notifies Click once for every change of its selected tab, whether the
 // user made it or selectTab did; filling or clearing the strip selects nothing that notifies.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Geometry in twips (1/1440 inch; 15 twips a pixel at 96 dpi), kept exactly as the controls compute
 // it (single precision) beside the pixel geometry Qt uses.

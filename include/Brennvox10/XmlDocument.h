@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // XML documents, as list definitions and filter entries need them: load from a file or from text,
 // walk element children, read the XML text of an element, and change one attribute in the file the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // How a command bar button is to be shown: applied by ctlMenu::ConfigureButton. A plain value
 // holder; nothing is checked.

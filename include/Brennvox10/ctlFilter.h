@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The filter editor: two pages, each with a field list and up to two conditions (operator and value)
 // on the chosen field. Set the connection properties, call Showme with the node that holds the

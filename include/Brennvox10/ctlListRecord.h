@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The record list: a list of database rows described by an XML list definition file, narrowed by two
 // tab strips, with a line limit, a filter dialog and a command bar whose presses become one event

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The single list: the record list without tab strips, reporting every command through one event.
 // Its query is the definition's source alone (with the user's filter, when one is set); a Tabs

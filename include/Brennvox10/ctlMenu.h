@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The command bar: a column of seven command buttons, cmdButtom(0) to cmdButtom(6), each as wide as
 // the bar. A press raises cmdClick with the button's command key, which each button keeps in its "Tag"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The filter dialog: a fixed-size modal window captioned "Filtro" around one ctlFilter, ctlFilter1.
 // A thread has at most one loaded: Load gives it (a fresh one after each Unload), Unload destroys

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The class factories, the objects a container holds, and the entry points that hand them out.
 
 #include "component/Identity.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "component/Identity.h"
 
 #include <Brennvox10/clsButton.h>

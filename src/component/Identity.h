@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The published identity of the library, its classes and their interfaces: one table, assigned once
 // and never changed, read by the class factory and by registration alike.

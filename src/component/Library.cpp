@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The published library's identity. Everything else it exports comes from the layers it links.
 
 #include "component/Identity.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Self-registration: the library's entries in the user's component registry, a text file in the
 // registry export layout ("[key]" lines, then "name"=value lines) that other components share. Ours
 // are written and removed as a set; every other key stays as it was, byte for byte.

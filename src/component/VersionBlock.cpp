@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "component/VersionBlock.h"
 
 #include "brennvox10_version.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The library's version table lives in its own ELF section, so that a tool can read it from the
 // file without loading the library (brennvox10-info), and the library reads the same bytes in

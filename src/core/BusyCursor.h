@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Work that blocks the user interface: a load or a sort opens a scope, and the loops inside it (rows
 // read, the engine's progress, rows sorted) tick. Once a scope has run past a tenth of a second the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "core/Conversions.h"
 
 #include <Brennvox10/Failure.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Text to number as the host platform converts it: locale-aware, surrounding blanks allowed, a
 // fraction rounded to the nearest whole number and a half to the even one. Not a number is

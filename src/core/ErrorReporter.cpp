@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "core/Guard.h"
 #include "core/Services_p.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The failure convention of every guarded procedure: its body runs as a sequence of steps; a step
 // that fails is reported to this thread's ErrorReporter, whose answer retries the step (0), goes on

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Memory for bulk data that is filled once and kept: backed in one call per block. Touching fresh
 // pages one by one faults once per page, and under a hypervisor a fault costs microseconds; a list

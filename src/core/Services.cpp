@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "core/Services_p.h"
 
 #include <Brennvox10/Services.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "widgets/Keyed_p.h"
 #include "listview/ListView_p.h"
 #include "widgets/Twips.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "listview/ListView_p.h"
 #include "core/BusyCursor.h"
 #include "listview/rows/TextSort_p.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The list view's private side is its item model. One object answers both Qt's view (the overrides)
 // and the keyed collections (ListItems, ColumnHeaders), so that every edit of rows or columns and the

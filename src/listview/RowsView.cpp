@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "listview/RowsView_p.h"
 
 #include <QEvent>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // A report view of one-line rows under a column header. Every row has the same height, so a row's
 // place is its number times that height: inserting, removing or moving a row costs the view nothing

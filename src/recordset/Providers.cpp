@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "recordset/Providers.h"
 
 #include "providers/jet/JetImage.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The choice of provider by the connection text's Provider= key.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "recordset/Recordset.h"
 
 #include "recordset/Providers.h"

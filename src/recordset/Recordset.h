@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Read-only recordsets over the providers named by a connection text's Provider= key.
 // Every text is one statement, run read-only; a rejected text, a database that cannot be opened or

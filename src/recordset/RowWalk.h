@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Walking a recordset under the failure convention, as every reader of rows does it.
 

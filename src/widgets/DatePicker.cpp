@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "widgets/DatePicker.h"
 
 namespace Brennvox10 {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // A date picker: a date field with a calendar drop-down, shown as "dd/MM/yyyy".
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // What the keyed collections of the list view and the tab strip share: 1-based positions and unique
 // non-empty keys, with the failures hosts know for each.

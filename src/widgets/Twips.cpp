@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "widgets/Twips.h"
 
 #include <Brennvox10/Failure.h>

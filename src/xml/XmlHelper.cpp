@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "xml/XmlHelper.h"
 
 #include <Brennvox10/Failure.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Every node lookup and attribute access of a list definition goes through this helper, one instance
 // per thread. A missing node is an empty handle; using it where an element is needed is Failure 91.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # For the cmake -P scripts here: runs a command, stops the script with its output when it fails, and
 # leaves its standard output in `out`.
 function(run what)

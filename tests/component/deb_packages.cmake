@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 cmake_minimum_required(VERSION 3.25)
 # cmake -P: makes the two Debian packages from the build and checks them without installing them:
 # each is unpacked with dpkg-deb into a folder under WORK, so the machine's packages stay as they

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 cmake_minimum_required(VERSION 3.25)
 # cmake -P: installs the build into a fresh prefix, checks what landed there, then builds and runs
 # (offscreen) one host through find_package(Brennvox10) and one through pkg-config and the compiler.

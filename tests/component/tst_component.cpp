@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The library as a component server, in process: dispatch failures as a container sees them, the
 // registry shared with other components, and the unload count. (brennvox10-container drives the
 // whole path from dlopen on; see tools/container.)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A form drawn in Designer with a record list on it, compiled by uic as a host's form is, shows the
 // rows of a real database: the class name, header and constructor the plugin gives uic all work.
 

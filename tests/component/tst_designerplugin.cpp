@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The built Designer plugin as Designer loads it: the four controls in the "Brennvox10" group, each
 // with its picture, a header a host can include, a name uic can use and a widget of that class.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the library says about itself: its version table, read in the program and from the file by
 // brennvox10-info (which must also refuse damaged files without reading past them), and its toolbox
 // pictures.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The failure convention: what a guarded procedure does with each answer of the reporter, and how
 // the reporter itself is found.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The report list as hosts and users meet it: keyed rows, sub-items, text sorting, hit testing and mouse
 // notifications on a real, shown widget, a consistent item model, the memory a big load costs, and
 // running out of it; cell texts as the user reads them, under several locales; and the tab strip's one

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Hostile texts on the PostgreSQL provider, run against a server this suite starts: the server's state
 // afterwards (rows, a sequence, large objects, tables, a file COPY would write) is what it was
 // before, and every text that would change it is refused. The role the recordset logs in as owns the

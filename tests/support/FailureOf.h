@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The Failure an action throws; number 0 when it throws none.
 

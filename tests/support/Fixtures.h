@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Real SQLite files and list definition files for the tests, and readable views of what a list shows.
 

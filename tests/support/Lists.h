@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The list controls as a user meets them: the record list's tab strips, and the filter dialog both
 // lists open from their status strip.

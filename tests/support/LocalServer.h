@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // A PostgreSQL server of our own, for the demo, the tests and the benchmarks: made with initdb in a
 // folder, listening on a Unix socket in that folder only (no TCP port), logins by password, and

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // QtTest data rows with less ceremony: a _data() function's columns in one call, and a row's values
 // in one declaration.

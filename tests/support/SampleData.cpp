@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "SampleData.h"
 
 #include <sqlite3.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The demo's sample database: the invoices of a small wholesaler over three years, with its zones,
 // delivery routes, clients and the month and state tables the list definition reads. Shared by

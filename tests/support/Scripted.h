@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Test doubles for the platform seams: a reporter that records every report and plays back answers,
 // and services that record messages and answer input boxes from a script.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The list definition's XML access: loading rules, node lookup, and writing one attribute back to
 // the file without disturbing anything else in it; and the text-to-number conversions its values go
 // through.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // brennvox10-container: a container as a form designer's runtime is one. It loads the library with
 // dlopen, registers it, creates every control by class identifier and by programmatic identifier,
 // drives a record list through dispatch identifiers alone, and unregisters. It knows the controls

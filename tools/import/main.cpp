@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // brennvox10-import FILE.mdb OUT.db [--password TEXT]
 //
 // Copies every table of a Jet file (Jet 3 or Jet 4, read-only) into a new SQLite file, with the

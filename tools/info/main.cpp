@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // brennvox10-info FILE: prints the version table of a Brennvox10 library file, one "Key: value"
 // line each. It reads the ELF section headers itself and never loads the file, so it also works on
 // a library built for another machine or one whose dependencies are missing.

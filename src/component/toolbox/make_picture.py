@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Writes picture.bmp, the controls' toolbox picture: a small window with a blue title bar and a grid
 of fields, and a pencil across it. 16 x 15 pixels, 16 colours, 4 bits per pixel, uncompressed.
 Run it again after changing the drawing; the output is checked in."""

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "controls/filter/FilterText.h"
 
 namespace Brennvox10 {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The text "Aceptar" hands over, made from what the four conditions' inputs hold. Plain text work
 // on QtCore alone, so it can be exercised without any widget.

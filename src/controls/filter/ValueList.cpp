@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "controls/filter/ValueList_p.h"
 
 #include "recordset/Recordset.h"

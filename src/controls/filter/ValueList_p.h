@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The items of a page's value lists: one model that both value boxes of the page show. Items are
 // kept as the database's UTF-8 text, made into QString only when a box asks, so a list of a hundred

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <Brennvox10/ctlFilter.h>
 #include "core/BusyCursor.h"
 

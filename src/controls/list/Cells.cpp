@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "controls/list/Cells.h"
 
 #include <Brennvox10/Failure.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Turning a database field into what a list cell keeps: the typed value and, for columns after the
 // first, the pattern its ADO type asks for (currency "#,##0.00", date "dd/mm/yyyy"). A Null has no

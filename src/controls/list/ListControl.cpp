@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "controls/list/ListControl_p.h"
 
 #include "controls/list/Cells.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The parts and gestures both list controls share: the list, the command bar, the status strip with
 // its line-limit and filter labels, the record list behind them and the filter dialog. A face adds

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "controls/list/ListFilter.h"
 
 #include "core/Guard.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // A list control's side of the filter dialog: the click on its filter label opens the thread's
 // dialog with the list's filter entries and connection; "Aceptar" keeps the filter text as the

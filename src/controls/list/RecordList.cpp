@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "controls/list/RecordList.h"
 #include "core/BusyCursor.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The data side of both list controls: the list definition file (loading it, saving the line limit),
 // the data checks, the list query, loading the rows, the tab choice, and single-row upkeep. Every

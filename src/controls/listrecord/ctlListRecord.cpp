@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <Brennvox10/Dispatch.h>
 #include <Brennvox10/ctlListRecord.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <Brennvox10/ctlMenu.h>
 
 #include <Brennvox10/Failure.h>

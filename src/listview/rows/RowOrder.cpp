@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "listview/rows/RowOrder_p.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The shown order of a list's rows: row ids in blocks of about a thousand, with a Fenwick tree over
 // the block sizes. Reading the id at a position, finding a row's position, and inserting or erasing

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "listview/rows/RowStore_p.h"
 
 #include <Brennvox10/Failure.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Keyed rows of typed cells packed into byte chunks: a million rows cost little more than their data.
 // A row is one blob [u32 payload size][varint key length][key][cells...]; a cell is a tag byte (kind,

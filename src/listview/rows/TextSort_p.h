@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Sorting a list's shown texts. A business column repeats few values over many rows (zones, states,
 // clients) and its texts share long beginnings; a comparison sort then spends its time comparing

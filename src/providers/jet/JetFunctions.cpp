@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "providers/jet/JetFunctions_p.h"
 #include "providers/jet/JetSql.h"
 

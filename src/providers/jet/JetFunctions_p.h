@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // What Jet's functions on SQLite share: reading their arguments as Jet does, and reporting.
 

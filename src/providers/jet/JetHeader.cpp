@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "providers/jet/JetHeader.h"
 
 #include <QtEndian>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The first page of a Jet file: its version and the database password it carries. The password is
 // only masked (a fixed RC4 stream over the header, and in Jet 4 the creation date over the

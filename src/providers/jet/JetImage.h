@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Jet files (.mdb, Jet 3 and Jet 4) read through mdbtools, strictly read-only. The tables a query
 // names are copied into an SQLite database held in memory, and the query runs there, so that every

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "providers/jet/JetSql.h"
 
 #include "sql/lexer/Lexer.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // List definitions written for Jet (the SQL of Access databases) on our SQLite connections. The text
 // is adapted where Jet and SQLite read the same characters differently, and Jet's common functions

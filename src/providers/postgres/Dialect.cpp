@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "providers/postgres/Dialect.h"
 
 #include "sql/lexer/Lexer.h"

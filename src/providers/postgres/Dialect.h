@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // What PostgreSQL refuses in texts that SQLite runs, and that list definitions and the controls'
 // own composition rely on: a subquery in FROM without a name ("Select * from (...)where ..."), and

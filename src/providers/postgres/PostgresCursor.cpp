@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "providers/postgres/PostgresCursor_p.h"
 
 #include "providers/postgres/Dialect.h"

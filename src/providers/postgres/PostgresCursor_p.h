@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The PostgreSQL provider: one connection per recordset, one statement in a read-only transaction.
 // A query's rows come through a cursor in batches of about 256 KB of text (the first one 64 rows),

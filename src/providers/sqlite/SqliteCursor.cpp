@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "providers/sqlite/SqliteCursor_p.h"
 #include "sql/lexer/Lexer.h"
 #include "core/BusyCursor.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The SQLite provider: one read-only connection per recordset, one prepared statement; the cell
 // accessors are SQLite's own column functions.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "sql/cursor/ConnectionText.h"
 
 namespace Brennvox10::data {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // What a provider hands the recordset: one prepared read-only statement walked forward, its column
 // names and declared types, and the raw cells of the current row. Conversions to field types are

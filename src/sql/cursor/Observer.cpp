@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "sql/cursor/Cursor.h"
 
 #include <Brennvox10/QueryObserver.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The kinds of value a cell holds and the type codes fields report, the same for every provider.
 

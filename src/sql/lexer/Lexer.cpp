@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "sql/lexer/Lexer.h"
 
 #include <QDate>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The one reading of SQL text into tokens, for every dialect we adapt or scan. Tokens are offsets
 // into the text, never copies, and together they cover it exactly: blanks and comments are tokens

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A host outside the project: makes a record list and says which library it got.
 #include <Brennvox10/Brennvox10.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Jet files as shops have them, written by the Jet engine itself: the lists they give, their
 // passwords, the Jet SQL their definitions use, and brennvox10-import's copy giving the same rows.
 // The files are copies, checked unchanged at the end.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One definition, two providers: the demo's sample in an SQLite file and the same rows on a
 // PostgreSQL server this suite starts itself. Rows, tabs, filters, row upkeep and error reports must
 // agree; the server's own failures (login, shutdown, time limit) must reach the error reporter and

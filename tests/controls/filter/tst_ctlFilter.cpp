@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The filter editor as a user drives it: entries from a real XML node, value lists from a real
 // SQLite file, choices made through the widgets, and the text that "Aceptar" hands over.
 

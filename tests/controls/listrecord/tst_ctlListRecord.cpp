@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The record list as a host sees it: a real SQLite file, a real definition file, Showme, and what
 // the list, the strips, the messages, the error reports and the SQL texts show afterwards.
 

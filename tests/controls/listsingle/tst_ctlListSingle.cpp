@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The single list as a host sees it: one event for every command, a query without tabs, its own
 // layout, and the filter dialog shared with the record list.
 

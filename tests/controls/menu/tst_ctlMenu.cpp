@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The command bar: what each button shows and raises, how the shown ones stack, and what
 // ConfigureButton and mnuType change.
 

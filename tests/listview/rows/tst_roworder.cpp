@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The shown order against a plain vector: lists of several blocks, every edit at and beside the block
 // edges, where an off-by-one in the block lookup puts a row in the wrong block.
 #include "listview/rows/RowOrder_p.h"

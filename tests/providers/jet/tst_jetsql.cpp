@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "providers/jet/JetImage.h"
 #include "providers/jet/JetSql.h"
 #include "support/FailureOf.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "providers/postgres/Dialect.h"
 #include "support/Rows.h"
 
