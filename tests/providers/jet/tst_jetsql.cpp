@@ -27,8 +27,8 @@ QString fixture(const QString &name)
     return copy;
 }
 
-// The tables an image holds.
-QStringList tablesOf(const QByteArray &image)
+// The rows sql gives on an image, their columns joined by '|'.
+QStringList rowsOf(const QByteArray &image, const char *sql)
 {
     sqlite3 *db = nullptr;
     sqlite3_open_v2(":memory:", &db, SQLITE_OPEN_READWRITE, nullptr);
@@ -38,13 +38,22 @@ QStringList tablesOf(const QByteArray &image)
         sqlite3_deserialize(db, "main", data, image.size(), image.size(), SQLITE_DESERIALIZE_READONLY);
     }
     sqlite3_stmt *statement = nullptr;
-    sqlite3_prepare_v2(
-        db, "select name from sqlite_master where type = 'table' order by name", -1, &statement, nullptr);
-    while (sqlite3_step(statement) == SQLITE_ROW)
-        out << QString::fromUtf8(reinterpret_cast<const char *>(sqlite3_column_text(statement, 0)));
+    sqlite3_prepare_v2(db, sql, -1, &statement, nullptr);
+    while (sqlite3_step(statement) == SQLITE_ROW) {
+        QStringList cells;
+        for (int c = 0; c < sqlite3_column_count(statement); ++c)
+            cells << QString::fromUtf8(reinterpret_cast<const char *>(sqlite3_column_text(statement, c)));
+        out << cells.join(u'|');
+    }
     sqlite3_finalize(statement);
     sqlite3_close(db);
     return out;
+}
+
+// The tables an image holds.
+QStringList tablesOf(const QByteArray &image)
+{
+    return rowsOf(image, "select name from sqlite_master where type = 'table' order by name");
 }
 
 } // namespace
@@ -132,6 +141,27 @@ private Q_SLOTS:
         const auto loaded = imageFor(file, QString(), QStringLiteral("select * from Table1"));
         QCOMPARE(tablesOf(*loaded), QStringList { QStringLiteral("Table1") });
         QCOMPARE(imageFor(file, QString(), QStringLiteral("select 2 from Table1")), loaded);
+    }
+
+    // Each type as the image stores it: the column's storage class and SQLite's text of the value.
+    void imageHoldsTypedValues_data()
+    {
+        columns<QString, QString, QString, QStringList>("file", "sql", "copy", "rows");
+        const char *table1 = "select A, typeof(C), C, typeof(D), D, typeof(E), E, typeof(F), F, typeof(G), G, "
+                             "typeof(H), H, typeof(I), I from Table1 order by A";
+        const QStringList rows { "a|integer|0|integer|0|integer|0|real|0.0|text|1981-12-12|integer|0|integer|0",
+            "abcdefg|integer|2|integer|222|integer|333333333|real|444.555|text|1974-09-21|real|3.5|integer|1" };
+        QTest::newRow("Jet 4") << "jet4-types.mdb" << table1 << "select * from Table1" << rows;
+        QTest::newRow("Jet 3") << "jet3-types.mdb" << table1 << "select * from Table1" << rows;
+        QTest::newRow("Decimal") << "jet4-numeric.mdb"
+                                 << "select col1, typeof(col2), col2, col3, col4, col5, col6, typeof(col7), col7 from test"
+                                 << "select * from test" << QStringList { "some data|integer|1|0|0|4|-1|integer|1" };
+    }
+    void imageHoldsTypedValues()
+    {
+        const auto [file, sql, copy] = fetch<QString, QString, QString>("file", "sql", "copy");
+        clearImageCache();
+        QTEST(rowsOf(*imageFor(fixture(file), QString(), copy), sql.toUtf8().constData()), "rows");
     }
 
     // Readers of one file at the same time, each naming other tables: each image holds its own
