@@ -3,6 +3,7 @@
 #include "core/BusyCursor.h"
 #include "providers/jet/JetHeader.h"
 #include "providers/jet/JetValue.h"
+#include "sql/cursor/Cursor.h"
 #include "sql/lexer/Lexer.h"
 
 #include <Brennvox10/Failure.h>
@@ -29,6 +30,9 @@ const QString failureSource = QStringLiteral("Microsoft JET Database Engine");
 // A memo longer than this is cut there; an OLE object is read whole.
 constexpr size_t bindBytes = 256 * 1024;
 constexpr size_t cachedFiles = 4;
+// How often a copy looks at the clock and for Esc: often enough to stop within a blink, rarely
+// enough to cost nothing beside reading the rows.
+constexpr qint64 rowsPerCheck = 128;
 
 [[noreturn]] void fail(const QString &message)
 {
@@ -39,6 +43,15 @@ QString quotedName(const QString &name)
 {
     return QLatin1Char('"') + QString(name).replace(QLatin1Char('"'), QStringLiteral("\"\""))
         + QLatin1Char('"');
+}
+
+// Stops a copy that ran past its budget or that the user cancelled, as the providers stop a query.
+void checkBudget(const CopyBudget &budget)
+{
+    const bool cancelled = busy::cancelRequested();
+    if (cancelled
+        || (budget.limit.count() > 0 && std::chrono::steady_clock::now() - budget.opened > budget.limit))
+        failInterrupted(cancelled, budget.limit, failureSource);
 }
 
 using Statement = std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt *)>;
@@ -101,7 +114,7 @@ public:
     }
 
     // Creates the table in target and copies its rows; returns the row count.
-    qint64 copy(MdbCatalogEntry *entry, sqlite3 *target)
+    qint64 copy(MdbCatalogEntry *entry, sqlite3 *target, const CopyBudget &budget)
     {
         MdbTableDef *table = mdb_read_table(entry);
         if (!table)
@@ -123,6 +136,8 @@ public:
         qint64 rows = 0;
         for (; mdb_fetch_row(table); ++rows) {
             busy::tick();
+            if (rows % rowsPerCheck == 0)
+                checkBudget(budget);
             for (size_t c = 0; c < columns.size(); ++c)
                 bind(insert.get(), int(c) + 1, columns[c]);
             if (sqlite3_step(insert.get()) != SQLITE_DONE)
@@ -279,8 +294,8 @@ std::vector<QString> missingTables(const Cached &file, const std::set<QString> &
 }
 
 // A new image: the bytes of base, and the wanted tables of jet copied in.
-std::shared_ptr<const QByteArray> extendedImage(
-    const QByteArray &base, JetFile &jet, const std::vector<MdbCatalogEntry *> &wanted)
+std::shared_ptr<const QByteArray> extendedImage(const QByteArray &base, JetFile &jet,
+    const std::vector<MdbCatalogEntry *> &wanted, const CopyBudget &budget)
 {
     sqlite3 *raw = nullptr;
     sqlite3_open_v2(":memory:", &raw, SQLITE_OPEN_READWRITE, nullptr);
@@ -300,7 +315,7 @@ std::shared_ptr<const QByteArray> extendedImage(
     }
     JetFile::exec(raw, QStringLiteral("BEGIN"));
     for (MdbCatalogEntry *table : wanted)
-        jet.copy(table, raw);
+        jet.copy(table, raw, budget);
     JetFile::exec(raw, QStringLiteral("COMMIT"));
     sqlite3_int64 size = 0;
     unsigned char *bytes = sqlite3_serialize(raw, "main", &size, 0);
@@ -331,7 +346,8 @@ void storeImage(Cached made, const std::shared_ptr<const QByteArray> &base)
 
 } // namespace
 
-std::shared_ptr<const QByteArray> imageFor(const QString &file, const QString &password, const QString &sql)
+std::shared_ptr<const QByteArray> imageFor(
+    const QString &file, const QString &password, const QString &sql, const CopyBudget &budget)
 {
     const QFileInfo info(file);
     const QString path = info.absoluteFilePath();
@@ -339,7 +355,8 @@ std::shared_ptr<const QByteArray> imageFor(const QString &file, const QString &p
     checkFile(path, password);
     const std::set<QString> names = namesIn(sql);
 
-    // Looked up under the lock, read and copied outside it, so that other files stay quick to open.
+    // Looked up under the lock, read and copied outside it, so that other files stay quick to open;
+    // a copy that fails or is interrupted stores nothing.
     Cached made { path, info.size(), info.lastModified(), {}, {}, nullptr };
     {
         QMutexLocker locker(&cacheMutex);
@@ -365,7 +382,7 @@ std::shared_ptr<const QByteArray> imageFor(const QString &file, const QString &p
     // No table the text names: an empty database, where SQLite reports the missing table.
     if (!made.image || !wanted.empty())
         made.image = wanted.empty() ? std::make_shared<const QByteArray>()
-                                    : extendedImage(base ? *base : QByteArray(), jet, wanted);
+                                    : extendedImage(base ? *base : QByteArray(), jet, wanted, budget);
     const std::shared_ptr<const QByteArray> image = made.image;
     storeImage(std::move(made), base);
     return image;
@@ -375,8 +392,9 @@ void copyTables(const QString &file, const QString &password, sqlite3 *target,
     const std::function<void(const QString &table, qint64 rows)> &progress)
 {
     JetFile jet(file, password);
+    const CopyBudget unlimited;
     for (const auto &[name, table] : jet.tables()) {
-        const qint64 rows = jet.copy(table, target);
+        const qint64 rows = jet.copy(table, target, unlimited);
         if (progress)
             progress(name, rows);
     }

@@ -1,3 +1,4 @@
+#include "core/BusyCursor.h"
 #include "providers/jet/JetImage.h"
 #include "providers/jet/JetSql.h"
 #include "support/FailureOf.h"
@@ -5,8 +6,11 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QKeyEvent>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <optional>
 
 #include <sqlite3.h>
 
@@ -54,6 +58,16 @@ QStringList rowsOf(const QByteArray &image, const char *sql)
 QStringList tablesOf(const QByteArray &image)
 {
     return rowsOf(image, "select name from sqlite_master where type = 'table' order by name");
+}
+
+// Esc pressed during the current busy scope, once it has run long enough to let events through.
+void pressEsc()
+{
+    QTest::qSleep(150);
+    QObject target;
+    QCoreApplication::postEvent(&target, new QKeyEvent(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier));
+    for (int i = 0; i < 64 && !Brennvox10::busy::cancelRequested(); ++i)
+        Brennvox10::busy::tick();
 }
 
 } // namespace
@@ -164,6 +178,43 @@ private Q_SLOTS:
         QTEST(rowsOf(*imageFor(fixture(file), QString(), copy), sql.toUtf8().constData()), "rows");
     }
 
+    // A copy stopped by its time limit or by Esc reports as every provider does and leaves nothing in
+    // the cache: the same text stopped again is stopped again, and with time to run it is copied.
+    void copyInterrupted_data()
+    {
+        columns<bool, QString>("escape", "reported");
+        QTest::newRow("time limit") << false
+                                    << "interrupted: the query ran past its time limit of 0.001 s (Command Timeout)";
+        QTest::newRow("Esc") << true << "interrupted: the user cancelled the load";
+    }
+    void copyInterrupted()
+    {
+        const auto [escape, reported] = fetch<bool, QString>("escape", "reported");
+        const QString file = fixture(QStringLiteral("jet4-types.mdb"));
+        const QString sql = QStringLiteral("select * from Table1, Table2");
+        clearImageCache();
+        // Opened a second ago with a limit of a millisecond: spent before the copy starts.
+        const CopyBudget spent { std::chrono::milliseconds(escape ? 0 : 1),
+            std::chrono::steady_clock::now() - std::chrono::seconds(1) };
+        {
+            std::optional<Brennvox10::busy::Scope> scope;
+            if (escape) {
+                scope.emplace();
+                pressEsc();
+                QVERIFY(Brennvox10::busy::cancelRequested());
+            }
+            for (int attempt = 0; attempt < 2; ++attempt) {
+                const Brennvox10::Failure failure = failureOf([&] { imageFor(file, QString(), sql, spent); });
+                QCOMPARE(failure.description(), reported);
+                QCOMPARE(failure.number(), Brennvox10::FailureNumber::CommandError);
+            }
+        }
+        const auto image = imageFor(file, QString(), sql);
+        QCOMPARE(tablesOf(*image), (QStringList { "Table1", "Table2" }));
+        // Once copied, the image is served from the cache whatever the budget left.
+        QCOMPARE(imageFor(file, QString(), sql, spent), image);
+    }
+
     // Readers of one file at the same time, each naming other tables: each image holds its own
     // tables, whichever reading the cache keeps.
     void imagesReadTogether()
@@ -186,5 +237,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(tst_JetSql)
+QTEST_MAIN(tst_JetSql)
 #include "tst_jetsql.moc"
