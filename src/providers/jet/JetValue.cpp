@@ -143,7 +143,7 @@ JetValue single(float value)
     return JetValue::ofReal(shown);
 }
 
-// Days since 30 December 1899: the whole part is the day (counted back before it), the fraction's
+// Days since 30 December 1899: the whole number is the day (counted back before it), the fraction's
 // magnitude the time of day, to the second as Jet shows it. A whole day is a date alone, as ISO
 // text, the form every date of the image takes. A value past Jet's calendar stays a number.
 JetValue dateTime(double days)

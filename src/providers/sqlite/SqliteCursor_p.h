@@ -33,7 +33,7 @@ public:
         const SqlDialect &dialect, void (*showAdapted)(const QString &) = nullptr);
     // The same over a serialized database held in memory (another provider's tables), read in place
     // and read-only; the cursor keeps the image alive. Its time limit counts from opened, when the
-    // recordset began (making the image took part of it).
+    // recordset began (making the image used some of that time).
     static std::unique_ptr<SqliteCursor> openImage(std::shared_ptr<const QByteArray> image,
         const ConnectionText &connection, const QString &sql, const SqlDialect &dialect,
         void (*showAdapted)(const QString &) = nullptr,
