@@ -24,10 +24,13 @@ std::unique_ptr<Cursor> openCursor(const ConnectionText &connection, const QStri
     if (provider == u"postgresql")
         return postgres::PostgresCursor::open(connection, sql, &notifyObserver);
     // Jet files: the tables the text names, copied once into an SQLite image that the text runs on.
-    if (provider == u"microsoft.jet.oledb.4.0" || provider == u"microsoft.jet.oledb.3.51")
+    // The copy and the query share the recordset's one time limit.
+    if (provider == u"microsoft.jet.oledb.4.0" || provider == u"microsoft.jet.oledb.3.51") {
+        const jet::CopyBudget budget { commandTimeLimit(connection) };
         return sqlite::SqliteCursor::openImage(
-            jet::imageFor(connection.dataSource(), connection.password(), sql), connection, sql, jetOnSqlite,
-            &notifyObserver);
+            jet::imageFor(connection.dataSource(), connection.password(), sql, budget), connection, sql,
+            jetOnSqlite, &notifyObserver, budget.opened);
+    }
     throw failureFor(FailureNumber::ProviderNotFound, QStringLiteral("Brennvox10.Recordset"));
 }
 

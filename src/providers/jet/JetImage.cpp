@@ -3,6 +3,8 @@
 
 #include "core/BusyCursor.h"
 #include "providers/jet/JetHeader.h"
+#include "providers/jet/JetValue.h"
+#include "sql/cursor/Cursor.h"
 #include "sql/lexer/Lexer.h"
 
 #include <Brennvox10/Failure.h>
@@ -12,12 +14,11 @@
 #include <QFileInfo>
 #include <QMutex>
 
+#include <algorithm>
 #include <list>
 #include <map>
 #include <set>
 
-#include <clocale>
-#include <locale.h>
 #include <mdbtools.h>
 #include <sqlite3.h>
 
@@ -30,40 +31,13 @@ const QString failureSource = QStringLiteral("Microsoft JET Database Engine");
 // A memo longer than this is cut there; an OLE object is read whole.
 constexpr size_t bindBytes = 256 * 1024;
 constexpr size_t cachedFiles = 4;
+// How often a copy looks at the clock and for Esc: often enough to stop within a blink, rarely
+// enough to cost nothing beside reading the rows.
+constexpr qint64 rowsPerCheck = 128;
 
 [[noreturn]] void fail(const QString &message)
 {
     throw Failure(FailureNumber::DatabaseError, message, failureSource);
-}
-
-// The SQLite declared type that gives each Jet type its field type.
-const char *declaredType(int jetType)
-{
-    switch (jetType) {
-    case MDB_BOOL:
-        return "BOOLEAN";
-    case MDB_BYTE:
-        return "BYTE";
-    case MDB_INT:
-        return "SMALLINT";
-    case MDB_LONGINT:
-        return "INTEGER";
-    case MDB_MONEY:
-        return "CURRENCY";
-    case MDB_FLOAT:
-        return "SINGLE";
-    case MDB_DOUBLE:
-        return "DOUBLE";
-    case MDB_DATETIME:
-        return "DATETIME";
-    case MDB_NUMERIC:
-        return "DECIMAL";
-    case MDB_BINARY:
-    case MDB_OLE:
-        return "LONGBINARY";
-    default: // Text, Memo, replication ids
-        return "TEXT";
-    }
 }
 
 QString quotedName(const QString &name)
@@ -72,28 +46,23 @@ QString quotedName(const QString &name)
         + QLatin1Char('"');
 }
 
-// mdbtools writes numbers with the C library's formatting: under a user's locale 3.5 would come as
-// "3,5". The C numeric locale holds on this thread while a file is read.
-class CNumbers {
-public:
-    CNumbers()
-        : m_c(newlocale(LC_NUMERIC_MASK, "C", static_cast<locale_t>(nullptr)))
-        , m_previous(m_c ? uselocale(m_c) : static_cast<locale_t>(nullptr))
-    {
-    }
-    ~CNumbers()
-    {
-        if (m_c) {
-            uselocale(m_previous);
-            freelocale(m_c);
-        }
-    }
-    CNumbers(const CNumbers &) = delete;
-    CNumbers &operator=(const CNumbers &) = delete;
+// Stops a copy that ran past its budget or that the user cancelled, as the providers stop a query.
+void checkBudget(const CopyBudget &budget)
+{
+    const bool cancelled = busy::cancelRequested();
+    if (cancelled
+        || (budget.limit.count() > 0 && std::chrono::steady_clock::now() - budget.opened > budget.limit))
+        failInterrupted(cancelled, budget.limit, failureSource);
+}
 
-private:
-    locale_t m_c;
-    locale_t m_previous;
+using Statement = std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt *)>;
+
+// A column being copied: the columns read as text (and OLE objects, whose header mdbtools reads
+// through the same pointer) are bound to a buffer; the others are read from the row's own bytes.
+struct Column {
+    MdbColumn *col = nullptr;
+    QByteArray bound;
+    int length = 0;
 };
 
 // A Jet 3 or Jet 4 file that opens with password, or a Failure with the Jet provider's words.
@@ -146,7 +115,7 @@ public:
     }
 
     // Creates the table in target and copies its rows; returns the row count.
-    qint64 copy(MdbCatalogEntry *entry, sqlite3 *target)
+    qint64 copy(MdbCatalogEntry *entry, sqlite3 *target, const CopyBudget &budget)
     {
         MdbTableDef *table = mdb_read_table(entry);
         if (!table)
@@ -154,37 +123,27 @@ public:
         const std::unique_ptr<MdbTableDef, void (*)(MdbTableDef *)> owner(table, mdb_free_tabledef);
         mdb_read_columns(table);
         mdb_rewind_table(table);
-        const unsigned count = table->num_cols;
-        QStringList columns, marks;
-        std::vector<MdbColumn *> cols(count);
-        std::vector<QByteArray> bound(count);
-        std::vector<int> lengths(count, 0);
-        for (unsigned c = 0; c < count; ++c) {
-            cols[c] = static_cast<MdbColumn *>(g_ptr_array_index(table->columns, c));
-            columns << quotedName(QString::fromUtf8(cols[c]->name)) + QLatin1Char(' ')
-                    + QLatin1String(declaredType(cols[c]->col_type));
-            marks << QStringLiteral("?");
-            // OLE columns too: mdbtools reads an object through the pointer the row binds.
-            bound[c] = QByteArray(qsizetype(bindBytes) + 1, Qt::Uninitialized);
-            mdb_bind_column(table, int(c) + 1, bound[c].data(), &lengths[c]);
+        // Sized once: mdbtools keeps pointers into each element.
+        std::vector<Column> columns(table->num_cols);
+        for (unsigned c = 0; c < table->num_cols; ++c) {
+            Column &column = columns[c];
+            column.col = static_cast<MdbColumn *>(g_ptr_array_index(table->columns, c));
+            if (readsText(column.col->col_type) || column.col->col_type == MDB_OLE) {
+                column.bound = QByteArray(qsizetype(bindBytes) + 1, Qt::Uninitialized);
+                mdb_bind_column(table, int(c) + 1, column.bound.data(), &column.length);
+            }
         }
-        const QString name = quotedName(QString::fromUtf8(table->name));
-        exec(target, QStringLiteral("CREATE TABLE %1 (%2)").arg(name, columns.join(QStringLiteral(", "))));
-        sqlite3_stmt *raw = nullptr;
-        const QByteArray insert
-            = QStringLiteral("INSERT INTO %1 VALUES (%2)").arg(name, marks.join(QLatin1Char(','))).toUtf8();
-        if (sqlite3_prepare_v2(target, insert.constData(), -1, &raw, nullptr) != SQLITE_OK)
-            fail(QString::fromUtf8(sqlite3_errmsg(target)));
-        const std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt *)> statement(raw, sqlite3_finalize);
+        const Statement insert = createTable(target, QString::fromUtf8(table->name), columns);
         qint64 rows = 0;
-        while (mdb_fetch_row(table)) {
+        for (; mdb_fetch_row(table); ++rows) {
             busy::tick();
-            for (unsigned c = 0; c < count; ++c)
-                bind(raw, int(c) + 1, cols[c], bound[c], lengths[c]);
-            if (sqlite3_step(raw) != SQLITE_DONE)
+            if (rows % rowsPerCheck == 0)
+                checkBudget(budget);
+            for (size_t c = 0; c < columns.size(); ++c)
+                bind(insert.get(), int(c) + 1, columns[c]);
+            if (sqlite3_step(insert.get()) != SQLITE_DONE)
                 fail(QString::fromUtf8(sqlite3_errmsg(target)));
-            sqlite3_reset(raw);
-            ++rows;
+            sqlite3_reset(insert.get());
         }
         return rows;
     }
@@ -200,36 +159,68 @@ public:
     }
 
 private:
-    void bind(sqlite3_stmt *statement, int at, MdbColumn *col, const QByteArray &buffer, int length)
+    // Creates the table with each column's declared type; the statement that inserts one row.
+    static Statement createTable(sqlite3 *target, const QString &table, const std::vector<Column> &columns)
     {
-        if (col->col_type == MDB_OLE) {
-            if (length <= 0) {
-                sqlite3_bind_null(statement, at);
-                return;
-            }
-            size_t size = 0;
-            void *data = mdb_ole_read_full(m_mdb, col, &size);
-            if (data && size)
-                sqlite3_bind_blob64(statement, at, data, size, SQLITE_TRANSIENT);
-            else
-                sqlite3_bind_null(statement, at);
-            g_free(data);
+        QStringList declared, marks;
+        for (const Column &column : columns) {
+            declared << quotedName(QString::fromUtf8(column.col->name)) + QLatin1Char(' ')
+                    + QLatin1String(declaredType(column.col->col_type));
+            marks << QStringLiteral("?");
+        }
+        const QString name = quotedName(table);
+        exec(target, QStringLiteral("CREATE TABLE %1 (%2)").arg(name, declared.join(QStringLiteral(", "))));
+        sqlite3_stmt *raw = nullptr;
+        const QByteArray insert
+            = QStringLiteral("INSERT INTO %1 VALUES (%2)").arg(name, marks.join(QLatin1Char(','))).toUtf8();
+        const int prepared = sqlite3_prepare_v2(target, insert.constData(), -1, &raw, nullptr);
+        Statement statement(raw, sqlite3_finalize);
+        if (prepared != SQLITE_OK)
+            fail(QString::fromUtf8(sqlite3_errmsg(target)));
+        return statement;
+    }
+
+    void bind(sqlite3_stmt *statement, int at, const Column &column)
+    {
+        const MdbColumn *col = column.col;
+        switch (col->col_type) {
+        case MDB_OLE:
+            bindObject(statement, at, column);
+            return;
+        case MDB_BOOL: {
+            // A Boolean is its bit in the row's null mask: set, which mdbtools reports as "not
+            // null" and no length, is true.
+            const char flag = col->cur_value_len == 0 ? 1 : 0;
+            bindJetValue(statement, at, jetValue(MDB_BOOL, QByteArrayView(&flag, 1), 0));
             return;
         }
-        // mdbtools tells a Null from an empty text by neither: both come as no bytes.
-        if (length <= 0 && col->col_type != MDB_BOOL) {
+        default:
+            break;
+        }
+        const int start = std::clamp(col->cur_value_start, 0, int(sizeof m_mdb->pg_buf));
+        const QByteArrayView raw = readsText(col->col_type)
+            ? QByteArrayView(column.bound.constData(), std::clamp(column.length, 0, int(bindBytes)))
+            : QByteArrayView(reinterpret_cast<const char *>(m_mdb->pg_buf) + start,
+                std::clamp(col->cur_value_len, 0, int(sizeof m_mdb->pg_buf) - start));
+        // mdbtools keeps a Decimal's digits after the point in col_prec (its precision in
+        // col_scale), and its own text reads them from there.
+        bindJetValue(statement, at, jetValue(col->col_type, raw, col->col_prec));
+    }
+
+    // An OLE object, read whole through the header mdbtools bound.
+    void bindObject(sqlite3_stmt *statement, int at, const Column &column)
+    {
+        if (column.length <= 0) {
             sqlite3_bind_null(statement, at);
             return;
         }
-        int size = std::min(length, int(bindBytes));
-        // A date without a time of day is a date, as Jet shows it.
-        if (col->col_type == MDB_DATETIME && size == 19
-            && std::memcmp(buffer.constData() + 10, " 00:00:00", 9) == 0)
-            size = 10;
-        if (col->col_type == MDB_BOOL)
-            sqlite3_bind_int(statement, at, buffer[0] == '1' ? 1 : 0);
-        else
-            sqlite3_bind_text(statement, at, buffer.constData(), size, SQLITE_TRANSIENT);
+        size_t size = 0;
+        void *data = mdb_ole_read_full(m_mdb, column.col, &size);
+        bindJetValue(statement, at,
+            jetValue(MDB_OLE,
+                data ? QByteArrayView(static_cast<const char *>(data), qsizetype(size)) : QByteArrayView(),
+                0));
+        g_free(data);
     }
 
     MdbHandle *m_mdb = nullptr;
@@ -304,8 +295,8 @@ std::vector<QString> missingTables(const Cached &file, const std::set<QString> &
 }
 
 // A new image: the bytes of base, and the wanted tables of jet copied in.
-std::shared_ptr<const QByteArray> extendedImage(
-    const QByteArray &base, JetFile &jet, const std::vector<MdbCatalogEntry *> &wanted)
+std::shared_ptr<const QByteArray> extendedImage(const QByteArray &base, JetFile &jet,
+    const std::vector<MdbCatalogEntry *> &wanted, const CopyBudget &budget)
 {
     sqlite3 *raw = nullptr;
     sqlite3_open_v2(":memory:", &raw, SQLITE_OPEN_READWRITE, nullptr);
@@ -325,7 +316,7 @@ std::shared_ptr<const QByteArray> extendedImage(
     }
     JetFile::exec(raw, QStringLiteral("BEGIN"));
     for (MdbCatalogEntry *table : wanted)
-        jet.copy(table, raw);
+        jet.copy(table, raw, budget);
     JetFile::exec(raw, QStringLiteral("COMMIT"));
     sqlite3_int64 size = 0;
     unsigned char *bytes = sqlite3_serialize(raw, "main", &size, 0);
@@ -356,7 +347,8 @@ void storeImage(Cached made, const std::shared_ptr<const QByteArray> &base)
 
 } // namespace
 
-std::shared_ptr<const QByteArray> imageFor(const QString &file, const QString &password, const QString &sql)
+std::shared_ptr<const QByteArray> imageFor(
+    const QString &file, const QString &password, const QString &sql, const CopyBudget &budget)
 {
     const QFileInfo info(file);
     const QString path = info.absoluteFilePath();
@@ -364,7 +356,8 @@ std::shared_ptr<const QByteArray> imageFor(const QString &file, const QString &p
     checkFile(path, password);
     const std::set<QString> names = namesIn(sql);
 
-    // Looked up under the lock, read and copied outside it, so that other files stay quick to open.
+    // Looked up under the lock, read and copied outside it, so that other files stay quick to open;
+    // a copy that fails or is interrupted stores nothing.
     Cached made { path, info.size(), info.lastModified(), {}, {}, nullptr };
     {
         QMutexLocker locker(&cacheMutex);
@@ -376,7 +369,6 @@ std::shared_ptr<const QByteArray> imageFor(const QString &file, const QString &p
         }
     }
     const std::shared_ptr<const QByteArray> base = made.image;
-    const CNumbers numbers;
     JetFile jet(path, password);
     const std::map<QString, MdbCatalogEntry *> catalog = jet.tables();
     if (made.tables.empty()) {
@@ -391,7 +383,7 @@ std::shared_ptr<const QByteArray> imageFor(const QString &file, const QString &p
     // No table the text names: an empty database, where SQLite reports the missing table.
     if (!made.image || !wanted.empty())
         made.image = wanted.empty() ? std::make_shared<const QByteArray>()
-                                    : extendedImage(base ? *base : QByteArray(), jet, wanted);
+                                    : extendedImage(base ? *base : QByteArray(), jet, wanted, budget);
     const std::shared_ptr<const QByteArray> image = made.image;
     storeImage(std::move(made), base);
     return image;
@@ -400,10 +392,10 @@ std::shared_ptr<const QByteArray> imageFor(const QString &file, const QString &p
 void copyTables(const QString &file, const QString &password, sqlite3 *target,
     const std::function<void(const QString &table, qint64 rows)> &progress)
 {
-    const CNumbers numbers;
     JetFile jet(file, password);
+    const CopyBudget unlimited;
     for (const auto &[name, table] : jet.tables()) {
-        const qint64 rows = jet.copy(table, target);
+        const qint64 rows = jet.copy(table, target, unlimited);
         if (progress)
             progress(name, rows);
     }

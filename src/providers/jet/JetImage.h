@@ -8,6 +8,7 @@
 #include <QByteArray>
 #include <QString>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 
@@ -15,10 +16,19 @@ struct sqlite3;
 
 namespace Brennvox10::data::jet {
 
+// The time a copy may take: the recordset's limit (0 for none) from the moment it opened. The user's
+// Esc stops a copy too.
+struct CopyBudget {
+    std::chrono::milliseconds limit { 0 };
+    std::chrono::steady_clock::time_point opened = std::chrono::steady_clock::now();
+};
+
 // The serialized SQLite database holding at least the tables of file that sql names (those the file
 // has). Failure when the file cannot be read, is no Jet 3 or Jet 4 database, or carries a password
-// other than password.
-std::shared_ptr<const QByteArray> imageFor(const QString &file, const QString &password, const QString &sql);
+// other than password; the interrupted report when the copy runs past budget or the user presses
+// Esc, and then nothing of it is kept.
+std::shared_ptr<const QByteArray> imageFor(
+    const QString &file, const QString &password, const QString &sql, const CopyBudget &budget = {});
 
 // Copies every table of file into target (a writable SQLite database), telling progress the name
 // and row count of each table once it is copied. Failure as imageFor.

@@ -223,12 +223,12 @@ std::unique_ptr<SqliteCursor> SqliteCursor::open(const ConnectionText &connectio
 
 std::unique_ptr<SqliteCursor> SqliteCursor::openImage(std::shared_ptr<const QByteArray> image,
     const ConnectionText &connection, const QString &sql, const SqlDialect &dialect,
-    void (*showAdapted)(const QString &))
+    void (*showAdapted)(const QString &), std::chrono::steady_clock::time_point opened)
 {
     std::unique_ptr<SqliteCursor> cursor(new SqliteCursor);
     cursor->m_limit = commandTimeLimit(connection);
     if (cursor->m_limit.count() > 0)
-        cursor->m_deadline = std::chrono::steady_clock::now() + cursor->m_limit;
+        cursor->m_deadline = opened + cursor->m_limit;
     cursor->m_image = std::move(image);
     sqlite3 *db = nullptr;
     const int rc = sqlite3_open_v2(":memory:", &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);

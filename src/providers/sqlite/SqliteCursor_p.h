@@ -33,10 +33,12 @@ public:
     static std::unique_ptr<SqliteCursor> open(const ConnectionText &connection, const QString &sql,
         const SqlDialect &dialect, void (*showAdapted)(const QString &) = nullptr);
     // The same over a serialized database held in memory (another provider's tables), read in place
-    // and read-only; the cursor keeps the image alive.
+    // and read-only; the cursor keeps the image alive. Its time limit counts from opened, when the
+    // recordset began (making the image used some of that time).
     static std::unique_ptr<SqliteCursor> openImage(std::shared_ptr<const QByteArray> image,
         const ConnectionText &connection, const QString &sql, const SqlDialect &dialect,
-        void (*showAdapted)(const QString &) = nullptr);
+        void (*showAdapted)(const QString &) = nullptr,
+        std::chrono::steady_clock::time_point opened = std::chrono::steady_clock::now());
 
     bool next() override;
 

@@ -71,21 +71,30 @@ private slots:
 
     void typesShowAsOnEveryProvider_data()
     {
-        columns<QString, QString, QStringList>("file", "locale", "expected");
+        columns<QString, QString, QString, QStringList, QStringList>("file", "locale", "sql", "fields", "expected");
+        const QString table1 = "select * from Table1 order by A desc";
+        const QStringList fields = { "A", "H", "G", "I", "F", "C", "D", "E" };
         const QStringList c = { "Tabcdefg|abcdefg|3.50|21/09/1974|True|444.555|2|222|333333333",
             "Ta|a|0.00|12/12/1981|False|0|0|0|0" };
         const QStringList es = { "Tabcdefg|abcdefg|3,50|21/09/1974|Verdadero|444,555|2|222|333333333",
             "Ta|a|0,00|12/12/1981|Falso|0|0|0|0" };
-        QTest::newRow("Jet 4") << "jet4-types.mdb" << "C" << c;
-        QTest::newRow("Jet 4, Spanish") << "jet4-types.mdb" << "es_ES" << es;
-        QTest::newRow("Jet 3") << "jet3-types.mdb" << "C" << c;
+        QTest::newRow("Jet 4") << "jet4-types.mdb" << "C" << table1 << fields << c;
+        QTest::newRow("Jet 4, Spanish") << "jet4-types.mdb" << "es_ES" << table1 << fields << es;
+        QTest::newRow("Jet 3") << "jet3-types.mdb" << "C" << table1 << fields << c;
+        QTest::newRow("Decimal") << "jet4-numeric.mdb" << "C" << "select * from test"
+                                 << QStringList { "col1", "col2", "col5", "col6" }
+                                 << QStringList { "Tsome data|some data|1|4|-1" };
+        // Jet's own arithmetic on the typed values: sums and halves of Currency and Double.
+        QTest::newRow("arithmetic on the copy") << "jet4-types.mdb" << "C"
+                                                << "select A, H * 3 as T, F / 2 as M from Table1 where H > 3"
+                                                << QStringList { "A", "T", "M" }
+                                                << QStringList { "Tabcdefg|abcdefg|10.5|222.2775" };
     }
     void typesShowAsOnEveryProvider()
     {
-        const auto [file, locale] = fetch<QString, QString>("file", "locale");
+        const auto [file, locale, sql, fields] = fetch<QString, QString, QString, QStringList>("file", "locale", "sql", "fields");
         QLocale::setDefault(QLocale(locale));
-        const QStringList shown = rows(files.filePath(file), QString(),
-            definition("select * from Table1 order by A desc", { "A", "H", "G", "I", "F", "C", "D", "E" }));
+        const QStringList shown = rows(files.filePath(file), QString(), definition(sql, fields));
         QCOMPARE(reports->described(), QStringList());
         QTEST(shown, "expected");
     }

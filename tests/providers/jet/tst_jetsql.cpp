@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "core/BusyCursor.h"
 #include "providers/jet/JetImage.h"
 #include "providers/jet/JetSql.h"
 #include "support/FailureOf.h"
@@ -6,8 +7,11 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QKeyEvent>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <optional>
 
 #include <sqlite3.h>
 
@@ -28,8 +32,8 @@ QString fixture(const QString &name)
     return copy;
 }
 
-// The tables an image holds.
-QStringList tablesOf(const QByteArray &image)
+// The rows sql gives on an image, their columns joined by '|'.
+QStringList rowsOf(const QByteArray &image, const char *sql)
 {
     sqlite3 *db = nullptr;
     sqlite3_open_v2(":memory:", &db, SQLITE_OPEN_READWRITE, nullptr);
@@ -39,13 +43,32 @@ QStringList tablesOf(const QByteArray &image)
         sqlite3_deserialize(db, "main", data, image.size(), image.size(), SQLITE_DESERIALIZE_READONLY);
     }
     sqlite3_stmt *statement = nullptr;
-    sqlite3_prepare_v2(
-        db, "select name from sqlite_master where type = 'table' order by name", -1, &statement, nullptr);
-    while (sqlite3_step(statement) == SQLITE_ROW)
-        out << QString::fromUtf8(reinterpret_cast<const char *>(sqlite3_column_text(statement, 0)));
+    sqlite3_prepare_v2(db, sql, -1, &statement, nullptr);
+    while (sqlite3_step(statement) == SQLITE_ROW) {
+        QStringList cells;
+        for (int c = 0; c < sqlite3_column_count(statement); ++c)
+            cells << QString::fromUtf8(reinterpret_cast<const char *>(sqlite3_column_text(statement, c)));
+        out << cells.join(u'|');
+    }
     sqlite3_finalize(statement);
     sqlite3_close(db);
     return out;
+}
+
+// The tables an image holds.
+QStringList tablesOf(const QByteArray &image)
+{
+    return rowsOf(image, "select name from sqlite_master where type = 'table' order by name");
+}
+
+// Esc pressed during the current busy scope, once it has run long enough to let events through.
+void pressEsc()
+{
+    QTest::qSleep(150);
+    QObject target;
+    QCoreApplication::postEvent(&target, new QKeyEvent(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier));
+    for (int i = 0; i < 64 && !Brennvox10::busy::cancelRequested(); ++i)
+        Brennvox10::busy::tick();
 }
 
 } // namespace
@@ -135,6 +158,64 @@ private Q_SLOTS:
         QCOMPARE(imageFor(file, QString(), QStringLiteral("select 2 from Table1")), loaded);
     }
 
+    // Each type as the image stores it: the column's storage class and SQLite's text of the value.
+    void imageHoldsTypedValues_data()
+    {
+        columns<QString, QString, QString, QStringList>("file", "sql", "copy", "rows");
+        const char *table1 = "select A, typeof(C), C, typeof(D), D, typeof(E), E, typeof(F), F, typeof(G), G, "
+                             "typeof(H), H, typeof(I), I from Table1 order by A";
+        const QStringList rows { "a|integer|0|integer|0|integer|0|real|0.0|text|1981-12-12|integer|0|integer|0",
+            "abcdefg|integer|2|integer|222|integer|333333333|real|444.555|text|1974-09-21|real|3.5|integer|1" };
+        QTest::newRow("Jet 4") << "jet4-types.mdb" << table1 << "select * from Table1" << rows;
+        QTest::newRow("Jet 3") << "jet3-types.mdb" << table1 << "select * from Table1" << rows;
+        QTest::newRow("Decimal") << "jet4-numeric.mdb"
+                                 << "select col1, typeof(col2), col2, col3, col4, col5, col6, typeof(col7), col7 from test"
+                                 << "select * from test" << QStringList { "some data|integer|1|0|0|4|-1|integer|1" };
+    }
+    void imageHoldsTypedValues()
+    {
+        const auto [file, sql, copy] = fetch<QString, QString, QString>("file", "sql", "copy");
+        clearImageCache();
+        QTEST(rowsOf(*imageFor(fixture(file), QString(), copy), sql.toUtf8().constData()), "rows");
+    }
+
+    // A copy stopped by its time limit or by Esc reports as every provider does and leaves nothing in
+    // the cache: the same text stopped again is stopped again, and with time to run it is copied.
+    void copyInterrupted_data()
+    {
+        columns<bool, QString>("escape", "reported");
+        QTest::newRow("time limit") << false
+                                    << "interrupted: the query ran past its time limit of 0.001 s (Command Timeout)";
+        QTest::newRow("Esc") << true << "interrupted: the user cancelled the load";
+    }
+    void copyInterrupted()
+    {
+        const auto [escape, reported] = fetch<bool, QString>("escape", "reported");
+        const QString file = fixture(QStringLiteral("jet4-types.mdb"));
+        const QString sql = QStringLiteral("select * from Table1, Table2");
+        clearImageCache();
+        // Opened a second ago with a limit of a millisecond: spent before the copy starts.
+        const CopyBudget spent { std::chrono::milliseconds(escape ? 0 : 1),
+            std::chrono::steady_clock::now() - std::chrono::seconds(1) };
+        {
+            std::optional<Brennvox10::busy::Scope> scope;
+            if (escape) {
+                scope.emplace();
+                pressEsc();
+                QVERIFY(Brennvox10::busy::cancelRequested());
+            }
+            for (int attempt = 0; attempt < 2; ++attempt) {
+                const Brennvox10::Failure failure = failureOf([&] { imageFor(file, QString(), sql, spent); });
+                QCOMPARE(failure.description(), reported);
+                QCOMPARE(failure.number(), Brennvox10::FailureNumber::CommandError);
+            }
+        }
+        const auto image = imageFor(file, QString(), sql);
+        QCOMPARE(tablesOf(*image), (QStringList { "Table1", "Table2" }));
+        // Once copied, the image is served from the cache whatever the budget left.
+        QCOMPARE(imageFor(file, QString(), sql, spent), image);
+    }
+
     // Readers of one file at the same time, each naming other tables: each image holds its own
     // tables, whichever reading the cache keeps.
     void imagesReadTogether()
@@ -157,5 +238,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(tst_JetSql)
+QTEST_MAIN(tst_JetSql)
 #include "tst_jetsql.moc"
