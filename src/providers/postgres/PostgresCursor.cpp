@@ -1,6 +1,7 @@
 #include "providers/postgres/PostgresCursor_p.h"
 
 #include "providers/postgres/Dialect.h"
+#include "sql/cursor/ActionTime.h"
 #include "sql/lexer/Lexer.h"
 #include "core/BusyCursor.h"
 
@@ -143,9 +144,9 @@ std::unique_ptr<PostgresCursor> PostgresCursor::open(const ConnectionText &conne
     void (*showAdapted)(const QString &))
 {
     std::unique_ptr<PostgresCursor> cursor(new PostgresCursor);
-    cursor->m_limit = commandTimeLimit(connection);
-    if (cursor->m_limit.count() > 0)
-        cursor->m_deadline = std::chrono::steady_clock::now() + cursor->m_limit;
+    const TimeBudget budget = timeBudget(connection, failureSource);
+    cursor->m_limit = budget.limit;
+    cursor->m_deadline = budget.deadline;
     cursor->connect(connection);
 
     // Read-only for the whole transaction, which ends unfinished when the connection closes. Dates

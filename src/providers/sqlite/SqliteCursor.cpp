@@ -1,4 +1,5 @@
 #include "providers/sqlite/SqliteCursor_p.h"
+#include "sql/cursor/ActionTime.h"
 #include "sql/lexer/Lexer.h"
 #include "core/BusyCursor.h"
 
@@ -206,9 +207,9 @@ std::unique_ptr<SqliteCursor> SqliteCursor::open(const ConnectionText &connectio
     }
 
     std::unique_ptr<SqliteCursor> cursor(new SqliteCursor);
-    cursor->m_limit = commandTimeLimit(connection);
-    if (cursor->m_limit.count() > 0)
-        cursor->m_deadline = std::chrono::steady_clock::now() + cursor->m_limit;
+    const TimeBudget budget = timeBudget(connection, failureSource);
+    cursor->m_limit = budget.limit;
+    cursor->m_deadline = budget.deadline;
     sqlite3 *db = nullptr;
     // No SQLITE_OPEN_CREATE: a missing file stays missing.
     const int rc = sqlite3_open_v2(uriOf(path, readAsImmutable(path)).constData(), &db,
@@ -225,9 +226,9 @@ std::unique_ptr<SqliteCursor> SqliteCursor::openImage(std::shared_ptr<const QByt
     void (*showAdapted)(const QString &))
 {
     std::unique_ptr<SqliteCursor> cursor(new SqliteCursor);
-    cursor->m_limit = commandTimeLimit(connection);
-    if (cursor->m_limit.count() > 0)
-        cursor->m_deadline = std::chrono::steady_clock::now() + cursor->m_limit;
+    const TimeBudget budget = timeBudget(connection, failureSource);
+    cursor->m_limit = budget.limit;
+    cursor->m_deadline = budget.deadline;
     cursor->m_image = std::move(image);
     sqlite3 *db = nullptr;
     const int rc = sqlite3_open_v2(":memory:", &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
