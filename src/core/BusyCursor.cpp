@@ -116,11 +116,10 @@ Scope::~Scope()
         work();
 }
 
-void tick()
+namespace {
+
+void lookAtTheClock()
 {
-    // The clock is read once in 16 calls: a tick costs an increment.
-    if (state.depth == 0 || state.pumping || (++state.ticks & 15) != 0)
-        return;
     const qint64 now = state.timer.elapsed();
     if (now < DelayMs || !onGuiThread())
         return;
@@ -130,6 +129,22 @@ void tick()
     }
     if (now - state.lastPump >= PumpEveryMs)
         pump();
+}
+
+} // namespace
+
+void tick()
+{
+    // The clock is read once in 16 calls: a tick costs an increment.
+    if (state.depth == 0 || state.pumping || (++state.ticks & 15) != 0)
+        return;
+    lookAtTheClock();
+}
+
+void tickWaiting()
+{
+    if (state.depth != 0 && !state.pumping)
+        lookAtTheClock();
 }
 
 bool cancelRequested()

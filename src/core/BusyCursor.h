@@ -20,6 +20,8 @@ public:
 
 // Cheap enough to call for every row; does nothing outside a scope or off the user-interface thread.
 void tick();
+// The same for a loop that sleeps between calls (waiting on a server): the clock is read every time.
+void tickWaiting();
 
 // Whether the user pressed Esc during the current outermost scope.
 bool cancelRequested();

@@ -5,6 +5,7 @@
 #include "providers/jet/JetSql.h"
 #include "providers/postgres/PostgresCursor_p.h"
 #include "providers/sqlite/SqliteCursor_p.h"
+#include "sql/cursor/ActionTime.h"
 
 namespace Brennvox10::data {
 
@@ -26,7 +27,11 @@ std::unique_ptr<Cursor> openCursor(const ConnectionText &connection, const QStri
     // Jet files: the tables the text names, copied once into an SQLite image that the text runs on.
     // The copy and the query share the recordset's one time limit.
     if (provider == u"microsoft.jet.oledb.4.0" || provider == u"microsoft.jet.oledb.3.51") {
-        const jet::CopyBudget budget { commandTimeLimit(connection) };
+        // Counted from the start of the user's action, when there is one.
+        const TimeBudget time = timeBudget(connection, QStringLiteral("Brennvox10.Recordset"));
+        jet::CopyBudget budget { time.limit };
+        if (time.limit.count() > 0)
+            budget.opened = time.deadline - time.limit;
         return sqlite::SqliteCursor::openImage(
             jet::imageFor(connection.dataSource(), connection.password(), sql, budget), connection, sql,
             jetOnSqlite, &notifyObserver, budget.opened);

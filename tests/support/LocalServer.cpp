@@ -10,9 +10,14 @@
 #include <sqlite3.h>
 
 #include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
 #include <memory>
 
 #include <pwd.h>
+#include <signal.h>
 #include <unistd.h>
 
 namespace {
@@ -116,11 +121,78 @@ void appendCopyValue(QByteArray &out, sqlite3_stmt *row, int column)
     }
 }
 
+// The parent of a process, from /proc/<pid>/stat ("pid (name) state ppid ..."); -1 when gone.
+qint64 parentOf(const QString &pid)
+{
+    QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
+    if (!stat.open(QIODevice::ReadOnly))
+        return -1;
+    const QByteArray text = stat.readAll();
+    const QList<QByteArray> after = text.mid(text.lastIndexOf(')') + 2).split(' ');
+    return after.size() > 1 ? after[1].toLongLong() : -1;
+}
+
 } // namespace
 
 LocalServer::~LocalServer()
 {
     stop();
+}
+
+bool LocalServer::pause()
+{
+    resume();
+    QFile pidFile(m_dir ? m_dir->filePath(QStringLiteral("data/postmaster.pid")) : QString());
+    if (!m_running || !pidFile.open(QIODevice::ReadOnly))
+        return fail(QStringLiteral("no running server to pause"));
+    const qint64 postmaster = pidFile.readLine().trimmed().toLongLong();
+    // The postmaster first, so that it starts no child while they are being stopped.
+    if (postmaster <= 0 || ::kill(pid_t(postmaster), SIGSTOP) != 0)
+        return fail(QStringLiteral("cannot stop the postmaster %1").arg(postmaster));
+    m_paused.push_back(postmaster);
+    for (const QString &pid : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
+        if (parentOf(pid) == postmaster && ::kill(pid_t(pid.toLongLong()), SIGSTOP) == 0)
+            m_paused.push_back(pid.toLongLong());
+    }
+    return true;
+}
+
+struct LocalServer::Paused::Watchdog {
+    std::mutex mutex;
+    std::condition_variable ended;
+    bool over = false;
+    std::thread thread;
+};
+
+LocalServer::Paused::Paused(LocalServer &server, int atMostMs)
+    : m_server(server)
+    , m_ok(server.pause())
+    , m_watchdog(std::make_unique<Watchdog>())
+{
+    m_watchdog->thread = std::thread([w = m_watchdog.get(), pids = server.m_paused, atMostMs] {
+        std::unique_lock lock(w->mutex);
+        if (!w->ended.wait_for(lock, std::chrono::milliseconds(atMostMs), [w] { return w->over; }))
+            for (const qint64 pid : pids)
+                ::kill(pid_t(pid), SIGCONT);
+    });
+}
+
+LocalServer::Paused::~Paused()
+{
+    {
+        std::lock_guard lock(m_watchdog->mutex);
+        m_watchdog->over = true;
+    }
+    m_watchdog->ended.notify_all();
+    m_watchdog->thread.join();
+    m_server.resume();
+}
+
+void LocalServer::resume()
+{
+    for (auto it = m_paused.rbegin(); it != m_paused.rend(); ++it)
+        ::kill(pid_t(*it), SIGCONT);
+    m_paused.clear();
 }
 
 bool LocalServer::available()
@@ -231,6 +303,7 @@ bool LocalServer::restart()
 
 void LocalServer::stop()
 {
+    resume();
     if (!m_running)
         return;
     run({ m_bin + QStringLiteral("/pg_ctl"), QStringLiteral("-D"), m_dir->filePath(QStringLiteral("data")),

@@ -13,6 +13,7 @@
 #include <QTemporaryDir>
 
 #include <memory>
+#include <vector>
 
 class LocalServer {
 public:
@@ -34,6 +35,29 @@ public:
     // Starts the same server again after stop(kept).
     bool restart();
     bool running() const { return m_running; }
+
+    // Stops every process of the server (SIGSTOP to the postmaster, then to its children) as a
+    // stalled host would seem: connections stay open, nothing answers. false with error() when
+    // they cannot be found or signalled.
+    bool pause();
+    // Lets them run again; nothing when not paused.
+    void resume();
+    // A pause that ends however the scope is left, a failing test's included, and after atMostMs
+    // at the latest even while the test is stuck waiting for the server.
+    class Paused {
+    public:
+        explicit Paused(LocalServer &server, int atMostMs = 10000);
+        ~Paused();
+        Paused(const Paused &) = delete;
+        Paused &operator=(const Paused &) = delete;
+        bool ok() const { return m_ok; }
+
+    private:
+        struct Watchdog;
+        LocalServer &m_server;
+        bool m_ok;
+        std::unique_ptr<Watchdog> m_watchdog;
+    };
 
     // A libpq connection string for database (no password: that comes from the control).
     QString connectionString(const QString &database) const;
@@ -57,5 +81,6 @@ private:
     QString m_bin;
     QString m_runAs; // empty when the server runs as we do
     bool m_running = false;
+    std::vector<qint64> m_paused; // postmaster first
     QString m_error;
 };

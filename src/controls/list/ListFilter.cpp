@@ -2,6 +2,7 @@
 #include "controls/list/ListFilter.h"
 
 #include "core/Guard.h"
+#include "sql/cursor/ActionTime.h"
 
 #include <Brennvox10/Failure.h>
 #include <Brennvox10/XmlDocument.h>
@@ -99,6 +100,8 @@ void ListFilter::open(const ConnectionSettings &connection, const QString &filte
 
 void ListFilter::onFilter(QString &pFilter)
 {
+    // Counted from the press on Aceptar.
+    const data::ActionTime action;
     guarded(m_control, [&](Guard &g) {
         g.step([&] { m_userFilter = pFilter; });
         g.step([] { frmdlgFilter::Unload(); });

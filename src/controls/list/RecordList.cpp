@@ -8,6 +8,7 @@
 #include "xml/XmlHelper.h"
 #include "core/Guard.h"
 #include "recordset/Recordset.h"
+#include "sql/cursor/ActionTime.h"
 
 #include "widgets/Twips.h"
 #include <Brennvox10/ListView.h>
@@ -73,6 +74,8 @@ RecordList::RecordList(QWidget &control, ListView &list, QLabel &limitLabel, std
 
 void RecordList::Showme()
 {
+    // The tab queries and the list query share one time limit.
+    const data::ActionTime action;
     const busy::Scope busy;
     guarded(m_control, [&](Guard &g) {
         g.step([&] { LoadDefinition(); });
@@ -237,6 +240,7 @@ void RecordList::tabChoice(int i)
     TabStrip *strip = m_strips[size_t(i)];
     if (!strip)
         return;
+    const data::ActionTime action;
     guarded(m_control, [&](Guard &g) {
         TabSpec &t = m_tabs[size_t(i)];
         Tab *tab = nullptr;
@@ -310,6 +314,7 @@ void RecordList::LoadList()
     if (m_readingRows)
         return;
     const QScopedValueRollback<bool> reading(m_readingRows, true);
+    const data::ActionTime action;
     const busy::Scope busy;
     guarded(m_control, [&](Guard &g) {
         if (!checksPass(g))

@@ -8,6 +8,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <tuple>
 #include <limits>
 
 #include <mdbtools.h>
@@ -184,32 +185,21 @@ JetValue dateTime(double days)
 JetValue JetValue::ofInteger(qint64 value)
 {
     JetValue v;
-    v.kind = Kind::Integer;
-    v.integer = value;
+    std::tie(v.kind, v.integer) = std::make_tuple(Kind::Integer, value);
     return v;
 }
 
 JetValue JetValue::ofReal(double value)
 {
     JetValue v;
-    v.kind = Kind::Real;
-    v.real = value;
+    std::tie(v.kind, v.real) = std::make_tuple(Kind::Real, value);
     return v;
 }
 
-JetValue JetValue::ofText(QByteArrayView utf8)
+JetValue JetValue::ofBytes(Kind kind, QByteArrayView bytes)
 {
     JetValue v;
-    v.kind = Kind::Text;
-    v.m_view = utf8;
-    return v;
-}
-
-JetValue JetValue::ofBlob(QByteArrayView data)
-{
-    JetValue v;
-    v.kind = Kind::Blob;
-    v.m_view = data;
+    std::tie(v.kind, v.m_view) = std::make_tuple(kind, bytes);
     return v;
 }
 

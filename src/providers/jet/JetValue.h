@@ -25,12 +25,14 @@ public:
     static JetValue null() { return {}; }
     static JetValue ofInteger(qint64 value);
     static JetValue ofReal(double value);
-    static JetValue ofText(QByteArrayView utf8);
-    static JetValue ofBlob(QByteArrayView data);
+    static JetValue ofText(QByteArrayView utf8) { return ofBytes(Kind::Text, utf8); }
+    static JetValue ofBlob(QByteArrayView data) { return ofBytes(Kind::Blob, data); }
     // A text of at most sizeof m_made bytes, kept inside the value.
     static JetValue ofMadeText(const char *text, qsizetype size);
 
 private:
+    static JetValue ofBytes(Kind kind, QByteArrayView bytes);
+
     QByteArrayView m_view;
     char m_made[32] = {};
     qsizetype m_madeSize = 0;

@@ -2,6 +2,7 @@
 #include "providers/postgres/PostgresCursor_p.h"
 
 #include "providers/postgres/Dialect.h"
+#include "sql/cursor/ActionTime.h"
 #include "sql/lexer/Lexer.h"
 #include "core/BusyCursor.h"
 
@@ -11,9 +12,6 @@
 #include <cmath>
 #include <limits>
 
-#include <poll.h>
-#include <sys/socket.h>
-
 namespace Brennvox10::data::postgres {
 
 namespace {
@@ -21,9 +19,7 @@ namespace {
 const QString failureSource = QStringLiteral("Brennvox10.PostgreSQL");
 
 constexpr qint64 maxConnectionFileBytes = 64 * 1024;
-constexpr int pollPeriodMs = 50;
-// After a cancel the server answers at once; one that does not is treated as gone.
-constexpr auto cancelGrace = std::chrono::seconds(5);
+constexpr auto queuePeriod = std::chrono::milliseconds(50);
 // A batch of rows holds about this much text; a few wide rows make small batches.
 constexpr qint64 batchBytes = 256 * 1024;
 constexpr int minBatchRows = 16, maxBatchRows = 16384;
@@ -129,34 +125,17 @@ bool isCursorQuery(const QString &text)
     return false;
 }
 
-void cancel(PGconn *connection)
-{
-    if (PGcancel *handle = PQgetCancel(connection)) {
-        char error[256];
-        PQcancel(handle, error, sizeof error);
-        PQfreeCancel(handle);
-    }
-}
-
 } // namespace
 
 std::unique_ptr<PostgresCursor> PostgresCursor::open(const ConnectionText &connection, const QString &sql,
     void (*showAdapted)(const QString &))
 {
     std::unique_ptr<PostgresCursor> cursor(new PostgresCursor);
-    cursor->m_limit = commandTimeLimit(connection);
-    if (cursor->m_limit.count() > 0)
-        cursor->m_deadline = std::chrono::steady_clock::now() + cursor->m_limit;
+    const TimeBudget budget = timeBudget(connection, failureSource);
+    cursor->m_limit = budget.limit;
+    cursor->m_deadline = budget.deadline;
     cursor->connect(connection);
-
-    // Read-only for the whole transaction, which ends unfinished when the connection closes. Dates
-    // and money come in the forms the shared readers know.
-    const qint64 serverLimit = cursor->m_limit.count();
-    const QByteArray setup = "BEGIN READ ONLY; SET LOCAL statement_timeout = " + QByteArray::number(serverLimit)
-        + "; SET LOCAL DateStyle = 'ISO, YMD'; SET LOCAL lc_monetary = 'C'; SET LOCAL IntervalStyle = 'postgres'; SET LOCAL bytea_output = 'hex'";
-    if (const Result begun(PQexec(cursor->m_connection.get(), setup.constData()));
-        PQresultStatus(begun.get()) != PGRES_COMMAND_OK)
-        cursor->failWith(begun.get());
+    cursor->beginReadOnly();
 
     const QString text = adaptForPostgres(sql);
     if (text != sql && showAdapted)
@@ -172,24 +151,52 @@ std::unique_ptr<PostgresCursor> PostgresCursor::open(const ConnectionText &conne
 
 void PostgresCursor::connect(const ConnectionText &connection)
 {
-    // Later keywords win: the file may change the time-out and the name the server logs, never the
-    // encoding, and the control's password wins over one in the file.
+    // Later keywords win: the file may change the time-out, the keepalives and the name the server
+    // logs, never the encoding, and the control's password wins over one in the file. Keepalives
+    // let a peer that vanished show even where there is no time limit.
     const QByteArray conninfo = connectionStringIn(connection.dataSource());
     const QByteArray password = connection.password().toUtf8();
-    std::vector<const char *> keys = { "connect_timeout", "fallback_application_name", "dbname", "client_encoding" };
-    std::vector<const char *> values = { "10", "Brennvox10", conninfo.constData(), "UTF8" };
+    std::vector<const char *> keys = { "connect_timeout", "keepalives", "keepalives_idle", "keepalives_interval",
+        "keepalives_count", "tcp_user_timeout", "fallback_application_name", "dbname", "client_encoding" };
+    std::vector<const char *> values
+        = { "10", "1", "15", "5", "3", "30000", "Brennvox10", conninfo.constData(), "UTF8" };
     if (!password.isEmpty()) {
         keys.push_back("password");
         values.push_back(password.constData());
     }
     keys.push_back(nullptr);
     values.push_back(nullptr);
-    m_connection.reset(PQconnectdbParams(keys.data(), values.data(), 1));
+    const auto start = Clock::now();
+    m_connection.reset(PQconnectStartParams(keys.data(), values.data(), 1));
     PGconn *db = m_connection.get();
     if (!db)
         failDatabase(QStringLiteral("out of memory while connecting"));
+    if (PQstatus(db) == CONNECTION_BAD)
+        failDatabase(trimmedMessage(PQerrorMessage(db)));
+    // The connect time-out is libpq's own failure; the time limit, when it comes first, the load's.
+    const auto connectBy = connectDeadline(db, start);
+    const WaitEnd end = awaitConnection(db, { std::min(m_deadline, connectBy), true, nullptr });
+    if (end == WaitEnd::Cancelled || (end == WaitEnd::Late && m_deadline <= connectBy))
+        interrupt(end);
+    if (end == WaitEnd::Late) {
+        const QString before = trimmedMessage(PQerrorMessage(db));
+        failDatabase(before.isEmpty() ? QStringLiteral("timeout expired") : before + QStringLiteral(" timeout expired"));
+    }
     if (PQstatus(db) != CONNECTION_OK)
         failDatabase(trimmedMessage(PQerrorMessage(db)));
+    // Sending never blocks either; the waits flush what is left.
+    PQsetnonblocking(db, 1);
+}
+
+// Read-only for the whole transaction, which ends unfinished when the connection closes. Dates and
+// money come in the forms the shared readers know.
+void PostgresCursor::beginReadOnly()
+{
+    const QByteArray setup = "BEGIN READ ONLY; SET LOCAL statement_timeout = " + QByteArray::number(m_limit.count())
+        + "; SET LOCAL DateStyle = 'ISO, YMD'; SET LOCAL lc_monetary = 'C'; SET LOCAL IntervalStyle = 'postgres'; SET LOCAL bytea_output = 'hex'";
+    if (!PQsendQuery(m_connection.get(), setup.constData()))
+        failDatabase(trimmedMessage(PQerrorMessage(m_connection.get())));
+    commandResult(PGRES_COMMAND_OK);
 }
 
 // A cursor takes only a query, so nothing that writes or runs a command gets this far.
@@ -287,9 +294,7 @@ void PostgresCursor::takeFirstBatch()
         return;
     }
     m_batchRows = nextBatchRows(m_batch.get());
-    m_cancel = PQgetCancel(m_connection.get());
     m_reader = std::make_unique<Reader>();
-    m_reader->socket = PQsocket(m_connection.get());
     m_reader->thread = std::thread([this] { readBatches(); });
 }
 
@@ -297,6 +302,7 @@ void PostgresCursor::readBatches()
 {
     Reader &r = *m_reader;
     PGconn *db = m_connection.get();
+    const Waiter waiter { m_deadline, false, &r.stop };
     int rows = m_batchRows;
     for (;;) {
         {
@@ -307,13 +313,17 @@ void PostgresCursor::readBatches()
         }
         const QByteArray fetch = "FETCH FORWARD " + QByteArray::number(rows) + " FROM bv_rows";
         Result batch;
+        WaitEnd end = WaitEnd::Ready;
         if (PQsendQueryParams(db, fetch.constData(), 0, nullptr, nullptr, nullptr, nullptr, 0)) {
-            batch.reset(PQgetResult(db));
-            while (PGresult *more = PQgetResult(db))
-                PQclear(more);
+            batch = awaitNext(db, waiter, end);
+            // The command's end: null once every result has been taken.
+            while (end == WaitEnd::Ready && awaitNext(db, waiter, end)) { }
         }
         std::lock_guard lock(r.mutex);
-        if (PQresultStatus(batch.get()) != PGRES_TUPLES_OK) {
+        if (end == WaitEnd::Stopped)
+            break;
+        if (end == WaitEnd::Late || PQresultStatus(batch.get()) != PGRES_TUPLES_OK) {
+            r.late = end == WaitEnd::Late;
             r.failure = std::move(batch);
             r.failed = true;
             break;
@@ -334,25 +344,13 @@ void PostgresCursor::readBatches()
 bool PostgresCursor::takeQueuedBatch()
 {
     Reader &r = *m_reader;
-    auto giveUpAt = std::chrono::steady_clock::time_point::max();
     std::unique_lock lock(r.mutex);
     while (r.batches.empty() && !r.finished) {
         lock.unlock();
-        busy::tick();
-        const auto now = std::chrono::steady_clock::now();
-        if ((!m_cancelled && busy::cancelRequested()) || (!m_late && now > m_deadline)) {
-            m_cancelled = m_cancelled || busy::cancelRequested();
-            m_late = !m_cancelled;
-            cancelServer();
-            giveUpAt = now + cancelGrace;
-        }
-        if (now > giveUpAt) {
-            stopReader();
-            failWith(nullptr);
-        }
+        if (const WaitEnd end = checkWaiter(userInterfaceWaiter()); end != WaitEnd::Ready)
+            interrupt(end);
         lock.lock();
-        r.changed.wait_for(lock, std::chrono::milliseconds(pollPeriodMs),
-            [&] { return !r.batches.empty() || r.finished; });
+        r.changed.wait_for(lock, queuePeriod, [&] { return !r.batches.empty() || r.finished; });
     }
     if (!r.batches.empty()) {
         m_batch = std::move(r.batches.front());
@@ -363,10 +361,12 @@ bool PostgresCursor::takeQueuedBatch()
         return m_count > 0;
     }
     m_done = true;
-    const bool failed = r.failed;
+    const bool failed = r.failed, late = r.late;
     lock.unlock();
     if (!failed)
         return false;
+    if (late)
+        interrupt(WaitEnd::Late);
     // The reader is done with the connection: its message may be read here.
     stopReader();
     failWith(r.failure.get());
@@ -376,65 +376,47 @@ void PostgresCursor::stopReader()
 {
     if (!m_reader || !m_reader->thread.joinable())
         return;
-    bool finished = false;
     {
         std::lock_guard lock(m_reader->mutex);
         m_reader->stop = true;
-        finished = m_reader->finished;
         m_reader->changed.notify_all();
     }
-    // A batch on its way would end by itself, but a server that stopped answering would not: the
-    // connection is being closed anyway, so it is cut.
-    if (!finished)
-        ::shutdown(m_reader->socket, SHUT_RDWR);
+    // A wait on the server sees the flag within one slice, answered or not.
     m_reader->thread.join();
 }
 
-void PostgresCursor::cancelServer()
+void PostgresCursor::closeConnection(bool cancel)
 {
-    if (m_cancel) {
-        char error[256];
-        PQcancel(m_cancel, error, sizeof error);
-    } else {
-        cancel(m_connection.get());
-    }
+    stopReader();
+    PGconn *db = m_connection.get();
+    if (cancel && db && PQstatus(db) == CONNECTION_OK && PQtransactionStatus(db) == PQTRANS_ACTIVE)
+        cancelAside(db);
+    // Non-blocking since connected: the goodbye is left in the socket's buffer, never waited on.
+    m_connection.reset();
+}
+
+void PostgresCursor::interrupt(WaitEnd why)
+{
+    m_cancelled = m_cancelled || why == WaitEnd::Cancelled;
+    m_late = !m_cancelled;
+    closeConnection(true);
+    failWith(nullptr);
 }
 
 PostgresCursor::~PostgresCursor()
 {
-    stopReader();
-    if (m_cancel)
-        PQfreeCancel(m_cancel);
     // Closed before its end (the line limit): the server would otherwise go on producing rows
-    // nobody reads.
-    if (m_connection && !m_fromCursor && !m_done && PQstatus(m_connection.get()) == CONNECTION_OK
-        && PQtransactionStatus(m_connection.get()) == PQTRANS_ACTIVE)
-        cancel(m_connection.get());
+    // nobody reads. A cursor only ever makes the batch asked for.
+    closeConnection(!m_fromCursor && !m_done);
 }
 
 Result PostgresCursor::nextResult()
 {
-    PGconn *db = m_connection.get();
-    auto giveUpAt = std::chrono::steady_clock::time_point::max();
-    while (PQisBusy(db)) {
-        busy::tick();
-        const auto now = std::chrono::steady_clock::now();
-        if ((!m_cancelled && busy::cancelRequested()) || (!m_late && now > m_deadline)) {
-            m_cancelled = m_cancelled || busy::cancelRequested();
-            m_late = !m_cancelled;
-            cancel(db);
-            giveUpAt = now + cancelGrace;
-        }
-        if (now > giveUpAt)
-            failWith(nullptr);
-        pollfd socket { PQsocket(db), POLLIN, 0 };
-        if (socket.fd < 0)
-            break;
-        ::poll(&socket, 1, pollPeriodMs);
-        if (!PQconsumeInput(db))
-            break;
-    }
-    return Result(PQgetResult(db));
+    WaitEnd end = WaitEnd::Ready;
+    Result result = awaitNext(m_connection.get(), userInterfaceWaiter(), end);
+    if (end != WaitEnd::Ready)
+        interrupt(end);
+    return result;
 }
 
 void PostgresCursor::failWith(const PGresult *result)
@@ -445,7 +427,7 @@ void PostgresCursor::failWith(const PGresult *result)
     if (m_cancelled || m_late || code == "57014")
         failInterrupted(m_cancelled, m_limit, failureSource);
     QString message = trimmedMessage(result ? PQresultErrorMessage(result) : nullptr);
-    if (message.isEmpty())
+    if (message.isEmpty() && m_connection)
         message = trimmedMessage(PQerrorMessage(m_connection.get()));
     if (message.isEmpty())
         message = QStringLiteral("the server did not answer");
@@ -460,14 +442,9 @@ void PostgresCursor::checkTime()
 {
     m_rowsToCheck = 256;
     if (busy::cancelRequested())
-        m_cancelled = true;
-    else if (std::chrono::steady_clock::now() > m_deadline)
-        m_late = true;
-    else
-        return;
-    if (m_reader || PQtransactionStatus(m_connection.get()) == PQTRANS_ACTIVE)
-        cancelServer();
-    failWith(nullptr);
+        interrupt(WaitEnd::Cancelled);
+    if (Clock::now() > m_deadline)
+        interrupt(WaitEnd::Late);
 }
 
 bool PostgresCursor::next()

@@ -5,11 +5,11 @@
 // the next batch asked for before the current one is read, so that the server works while the list fills; any other text
 // (SHOW, EXPLAIN) is described first, refused when it returns no rows, and read one row at a time.
 // The data source is a file holding a libpq connection string; the connection text's password is
-// the server's.
+// the server's. Connecting included, no step waits inside libpq: the time limit and Esc hold on the
+// client's clock even when the server stops answering.
 
+#include "providers/postgres/Waiting_p.h"
 #include "sql/cursor/Cursor.h"
-
-#include <libpq-fe.h>
 
 #include <condition_variable>
 #include <deque>
@@ -17,15 +17,6 @@
 #include <thread>
 
 namespace Brennvox10::data::postgres {
-
-struct ConnectionCloser {
-    void operator()(PGconn *connection) const { PQfinish(connection); }
-};
-struct ResultClearer {
-    void operator()(PGresult *result) const { PQclear(result); }
-};
-using Connection = std::unique_ptr<PGconn, ConnectionCloser>;
-using Result = std::unique_ptr<PGresult, ResultClearer>;
 
 class PostgresCursor final : public Cursor {
 public:
@@ -64,7 +55,12 @@ private:
     // The one result of the command just sent, or a Failure.
     Result commandResult(ExecStatusType expected);
     [[noreturn]] void failWith(const PGresult *result);
+    // Esc or the time limit: the statement is cancelled on the server and the connection closed
+    // without waiting for either, then the load is reported interrupted.
+    [[noreturn]] void interrupt(WaitEnd why);
+    void closeConnection(bool cancel);
     void connect(const ConnectionText &connection);
+    void beginReadOnly();
     // Starts the text, returning the result that describes its columns.
     const PGresult *startQuery(const QByteArray &utf8);
     const PGresult *startStatement(const QByteArray &utf8, Result &description);
@@ -75,8 +71,8 @@ private:
     void readBatches();
     bool takeQueuedBatch();
     void stopReader();
-    void cancelServer();
     void checkTime();
+    Waiter userInterfaceWaiter() const { return { m_deadline, true, nullptr }; }
 
     Connection m_connection;
     Result m_batch; // the rows being read: a cursor's batch, or one row
@@ -85,20 +81,19 @@ private:
     bool m_fromCursor = false;
     // After the first batch a thread of the cursor's own asks for the next ones and keeps up to two
     // ready, so that the server and libpq work while the list takes rows. From then on only that
-    // thread uses the connection; this one cancels through m_cancel.
+    // thread uses the connection, until it is stopped.
     struct Reader {
         std::mutex mutex;
         std::condition_variable changed;
         std::deque<Result> batches;
         Result failure; // the answer that failed, if one did
         bool failed = false;
+        bool late = false; // the deadline passed while the reader waited on the server
         bool finished = false; // nothing more will come
-        bool stop = false;
-        int socket = -1; // the connection's, to cut it should the server stop answering
+        std::atomic_bool stop { false };
         std::thread thread;
     };
     std::unique_ptr<Reader> m_reader;
-    PGcancel *m_cancel = nullptr;
     int m_batchRows = 64;
     int m_rowsToCheck = 0; // rows left before the next look at the clock
     std::vector<Kind> m_kinds;

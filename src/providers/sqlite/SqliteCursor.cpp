@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "providers/sqlite/SqliteCursor_p.h"
+#include "sql/cursor/ActionTime.h"
 #include "sql/lexer/Lexer.h"
 #include "core/BusyCursor.h"
 
@@ -207,9 +208,9 @@ std::unique_ptr<SqliteCursor> SqliteCursor::open(const ConnectionText &connectio
     }
 
     std::unique_ptr<SqliteCursor> cursor(new SqliteCursor);
-    cursor->m_limit = commandTimeLimit(connection);
-    if (cursor->m_limit.count() > 0)
-        cursor->m_deadline = std::chrono::steady_clock::now() + cursor->m_limit;
+    const TimeBudget budget = timeBudget(connection, failureSource);
+    cursor->m_limit = budget.limit;
+    cursor->m_deadline = budget.deadline;
     sqlite3 *db = nullptr;
     // No SQLITE_OPEN_CREATE: a missing file stays missing.
     const int rc = sqlite3_open_v2(uriOf(path, readAsImmutable(path)).constData(), &db,
@@ -226,9 +227,12 @@ std::unique_ptr<SqliteCursor> SqliteCursor::openImage(std::shared_ptr<const QByt
     void (*showAdapted)(const QString &), std::chrono::steady_clock::time_point opened)
 {
     std::unique_ptr<SqliteCursor> cursor(new SqliteCursor);
-    cursor->m_limit = commandTimeLimit(connection);
-    if (cursor->m_limit.count() > 0)
-        cursor->m_deadline = opened + cursor->m_limit;
+    // The copy of a Jet file's tables and the query on it share one limit, counted from opened.
+    TimeBudget budget = timeBudget(connection, failureSource);
+    if (budget.limit.count() > 0)
+        budget.deadline = std::min(budget.deadline, opened + budget.limit);
+    cursor->m_limit = budget.limit;
+    cursor->m_deadline = budget.deadline;
     cursor->m_image = std::move(image);
     sqlite3 *db = nullptr;
     const int rc = sqlite3_open_v2(":memory:", &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "sql/cursor/ActionTime.h"
 #include "sql/cursor/Cursor.h"
 
 #include <atomic>
@@ -10,6 +11,12 @@ namespace {
 const QString failureSource = QStringLiteral("Brennvox10.Recordset");
 
 std::atomic<qint64> stepLimitMs { 30 * 1000 };
+
+struct Action {
+    int depth = 0;
+    std::chrono::steady_clock::time_point start;
+};
+thread_local Action action;
 
 } // namespace
 
@@ -44,6 +51,30 @@ void failInterrupted(bool cancelled, std::chrono::milliseconds limit, const QStr
                   : QStringLiteral("interrupted: the query ran past its time limit of %1 s (Command Timeout)")
                         .arg(double(limit.count()) / 1000.0),
         source);
+}
+
+ActionTime::ActionTime()
+{
+    if (action.depth++ == 0)
+        action.start = std::chrono::steady_clock::now();
+}
+
+ActionTime::~ActionTime()
+{
+    --action.depth;
+}
+
+TimeBudget timeBudget(const ConnectionText &connection, const QString &source)
+{
+    TimeBudget budget;
+    budget.limit = commandTimeLimit(connection);
+    if (budget.limit.count() <= 0)
+        return budget;
+    const auto now = std::chrono::steady_clock::now();
+    budget.deadline = (action.depth > 0 ? action.start : now) + budget.limit;
+    if (budget.deadline <= now)
+        failInterrupted(false, budget.limit, source);
+    return budget;
 }
 
 } // namespace Brennvox10::data

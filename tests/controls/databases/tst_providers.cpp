@@ -18,11 +18,14 @@
 
 #include <QComboBox>
 #include <QElapsedTimer>
+#include <QRegularExpression>
 #include <QTabBar>
 #include <QTemporaryDir>
 #include <QTimer>
 #include <QToolButton>
 #include <QtTest>
+
+#include <optional>
 
 using namespace Brennvox10;
 
@@ -260,6 +263,66 @@ private slots:
         const QString told
             = number ? reports->reports.value(0).description : services->messages.value(services->messages.size() - 1);
         QVERIFY2(number ? told.contains(described) : told == described, qPrintable(told));
+    }
+
+    // A server that stops answering (every process stopped, as on an overloaded host or behind a
+    // pulled cable) holds the window no longer than the time limit, or Esc, or the connect time-out;
+    // the rows read so far stay, and the next load works once the server runs again.
+    void stalledServerIsLeftInTime_data()
+    {
+        columns<QString, QString, int, int, qint32, QString>("what", "extra", "pauseAtMs", "endsWithinMs", "number", "described");
+        const qint32 db = FailureNumber::DatabaseError, ce = FailureNumber::CommandError;
+        const QString late = "interrupted: the query ran past its time limit of 2 s (Command Timeout)";
+        QTest::newRow("during the rows") << "rows" << "Command Timeout=2;" << 800 << 3000 << ce << late;
+        QTest::newRow("while connecting") << "connect" << "Command Timeout=2;" << 0 << 3000 << ce << late;
+        QTest::newRow("before the first batch") << "first" << "Command Timeout=2;" << 500 << 3000 << ce << late;
+        QTest::newRow("Esc during the rows") << "escape" << "" << 800 << 2300 << ce
+                                             << "interrupted: the user cancelled the load";
+        QTest::newRow("connect_timeout of the file") << "connect_timeout=2" << "Command Timeout=0;" << 0 << 3000
+                                                     << db << "timeout expired";
+    }
+    void stalledServerIsLeftInTime()
+    {
+        const auto [what, extra, pauseAtMs, endsWithinMs, number, described]
+            = fetch<QString, QString, int, int, qint32, QString>("what", "extra", "pauseAtMs", "endsWithinMs", "number", "described");
+        // Millions of rows that stream (a set-returning call in the select list is not gathered first);
+        // for "first", the server sleeps before the first row, and stops while it does.
+        QString text = readBytes(clientsWith("select g as id, 'c' || g as Nombre, 'a' as Zona, 'b' as Ruta, g as "
+                                             "Facturas from (select generate_series(1, 5000000) as g) s"
+            + QString(what == "first" ? " where g > 1 or (select count(*) from pg_sleep(1.5)) = 1" : "")));
+        text.replace(QRegularExpression("ListMaxLineas=\"[^\"]*\""), "ListMaxLineas=\"9000000\"");
+        writeText(scratch.filePath("list.conf"), text);
+        auto c = list<ctlListSingle>(true, scratch.filePath("list.conf"), LocalServer::password, extra);
+        if (what.startsWith("connect_timeout")) {
+            writeText(scratch.filePath("slow.pgconn"), readBytes(connectionFile).trimmed() + ' ' + what + '\n');
+            c->lrDataSource(scratch.filePath("slow.pgconn"));
+        }
+        std::optional<LocalServer::Paused> paused;
+        if (pauseAtMs == 0)
+            paused.emplace(server);
+        else
+            QTimer::singleShot(pauseAtMs, c.get(), [&] { paused.emplace(server); });
+        if (what == "escape") {
+            c->show();
+            QTimer::singleShot(pauseAtMs + 600, c.get(), [&] { QTest::keyClick(c.get(), Qt::Key_Escape); });
+        }
+        QElapsedTimer clock;
+        clock.start();
+        c->Showme();
+        const qint64 took = clock.elapsed();
+        QVERIFY2(paused && paused->ok(), qPrintable(server.error()));
+        paused.reset();
+        QVERIFY2(took < endsWithinMs, qPrintable(QString::number(took)));
+        QCOMPARE(reports->numbers(), QList<qint32> { number });
+        QVERIFY2(reports->reports[0].description.contains(described), qPrintable(reports->reports[0].description));
+        const int kept = c->findChild<ListView *>()->ListItems().Count();
+        QVERIFY2(pauseAtMs == 0 || what == "first" ? kept == 0 : kept > 0, qPrintable(QString::number(kept)));
+
+        reports->reports.clear();
+        auto next = list<ctlListSingle>(true, conf("clientes.conf"));
+        next->Showme();
+        QCOMPARE(reports->described(), QStringList());
+        QVERIFY(next->findChild<ListView *>()->ListItems().Count() > 0);
     }
 };
 
