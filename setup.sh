@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 # One command for a fresh Debian 12 machine: installs the Debian packages that are missing, builds,
-# then runs the demo (./setup.sh demo [demo options]) or every test (./setup.sh test).
+# then runs the demo (./setup.sh demo [demo options]) or every test (./setup.sh test); ./setup.sh docs
+# builds the API reference.
 set -euo pipefail
 cd "$(dirname "$0")"
 
@@ -11,7 +12,7 @@ shift || true
 packages=(cmake ninja-build g++ pkg-config ccache
           qt6-base-dev qt6-base-dev-tools libqt6sql6-sqlite qt6-tools-dev libgl-dev
           libsqlite3-dev libpugixml-dev dpkg-dev file poppler-utils clang libclang-rt-14-dev
-          libpq-dev postgresql-15 mdbtools-dev libmdb3 mdbtools)
+          libpq-dev postgresql-15 mdbtools-dev libmdb3 mdbtools doxygen)
 
 missing=()
 for p in "${packages[@]}"; do
@@ -42,7 +43,7 @@ case "$what" in
     # that happens not to crash is still a failure. SANITIZE=0 skips this pass.
     if [ "${SANITIZE:-1}" != 0 ]; then
       san="-fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize-recover=undefined"
-      cmake -S . -B "$build-sanitize" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DBRENNVOX10_BUILD_BENCH=OFF \
+      cmake -S . -B "$build-sanitize" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DBRENNVOX10_BUILD_BENCH=OFF -DBRENNVOX10_BUILD_DOCS=OFF \
         -DCMAKE_CXX_FLAGS="$san" -DCMAKE_EXE_LINKER_FLAGS="$san" -DCMAKE_SHARED_LINKER_FLAGS="$san" >/dev/null
       cmake --build "$build-sanitize"
       ctest --test-dir "$build-sanitize" --output-on-failure "$@"
@@ -53,7 +54,7 @@ case "$what" in
       fz="-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=undefined"
       cmake -S . -B "$build-fuzz" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DBRENNVOX10_FUZZ=ON \
         -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ -DBRENNVOX10_BUILD_DEMO=OFF \
-        -DBRENNVOX10_BUILD_BENCH=OFF -DBRENNVOX10_BUILD_DESIGNER=OFF -DBUILD_TESTING=OFF \
+        -DBRENNVOX10_BUILD_BENCH=OFF -DBRENNVOX10_BUILD_DESIGNER=OFF -DBUILD_TESTING=OFF -DBRENNVOX10_BUILD_DOCS=OFF \
         -DCMAKE_CXX_FLAGS="$fz" -DCMAKE_EXE_LINKER_FLAGS="-fsanitize=address,undefined" >/dev/null
       cmake --build "$build-fuzz" --target fuzzers
       for target in definition connection cell filter pgdialect jetsql lexer; do
@@ -66,6 +67,10 @@ case "$what" in
         rm -rf "$found"
       done
     fi ;;
+  docs)
+    # The API reference, from the public headers' doc comments and docs/reference (Doxygen).
+    cmake --build "$build" --target docs
+    echo "API reference: $PWD/$build/docs/html/index.html" ;;
   bench)
     # All take the same options (--rows, --paths, --reps, --dir); --paths letters name each one's own paths.
     export QT_QPA_PLATFORM=${QT_QPA_PLATFORM:-offscreen}
@@ -77,5 +82,5 @@ case "$what" in
     # Each Jet fixture's tables, cold and warm, beside mdb-export.
     exec "$build/bench/bench_jet" ;;
   *)
-    echo "usage: $0 demo|test|bench [options]" >&2; exit 2 ;;
+    echo "usage: $0 demo|test|bench|docs [options]" >&2; exit 2 ;;
 esac

@@ -1,7 +1,8 @@
 # SPDX-License-Identifier: MIT
 # Debian packages from this build: `cpack -G DEB` in the build folder makes the runtime package
 # (library, its default definition, the Designer plugin, brennvox10-info) and the development package
-# (headers, CMake package, pkg-config file), which depends on exactly this runtime.
+# (headers, CMake package, pkg-config file, and the API reference when BRENNVOX10_BUILD_DOCS built it),
+# which depends on exactly this runtime.
 set(CPACK_PACKAGE_NAME brennvox10)
 set(CPACK_PACKAGE_VENDOR "Brennvox10")
 set(CPACK_PACKAGE_CONTACT "Brennvox10 developers <brennvox10@localhost>")
@@ -31,7 +32,7 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_BINARY_DIR}/lib)
 
 set(CPACK_DEBIAN_DEV_PACKAGE_NAME libbrennvox10-dev)
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
-set(CPACK_COMPONENT_DEV_DESCRIPTION "Data-bound list controls for Qt Widgets: headers, CMake package and pkg-config file")
+set(CPACK_COMPONENT_DEV_DESCRIPTION "Data-bound list controls for Qt Widgets: headers, CMake package, pkg-config file and the API reference")
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "libbrennvox10-1 (= ${PROJECT_VERSION}), qt6-base-dev")
 
 include(CPack)

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
-// A seam for hosts and tests that want to see the SQL the controls run.
+/// \file
+/// A seam for hosts and tests that want to see the SQL the controls run.
 
 #include <Brennvox10/brennvox10_export.h>
 
@@ -10,7 +11,7 @@
 
 namespace Brennvox10 {
 
-// Sees every SQL text the data layer is about to run, in order. An empty function removes it.
+/// Sees every SQL text the data layer is about to run, in order. An empty function removes it.
 BRENNVOX10_EXPORT void setQueryObserver(std::function<void(const QString &sql)> observer);
 
 } // namespace Brennvox10

@@ -66,6 +66,10 @@ set(dev_files ${lib} usr/include/Brennvox10/Brennvox10.h usr/include/Brennvox10/
 if(NOT PLUGINDIR)
   list(FILTER runtime_files EXCLUDE REGEX "designer")
 endif()
+# A build with the API reference (BRENNVOX10_BUILD_DOCS) ships it in the development package.
+if(DOCS)
+  list(APPEND dev_files usr/share/doc/${dev}/html/index.html)
+endif()
 set(root ${WORK}/root)
 foreach(p runtime dev)
   run("dpkg-deb -x" ${DPKG_DEB} -x ${${p}_deb} ${WORK}/${p})
