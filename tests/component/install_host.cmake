@@ -1,7 +1,8 @@
 # SPDX-License-Identifier: MIT
 cmake_minimum_required(VERSION 3.25)
 # cmake -P: installs the build into a fresh prefix, checks what landed there, then builds and runs
-# (offscreen) one host through find_package(Brennvox10) and one through pkg-config and the compiler.
+# (offscreen) one host through find_package(Brennvox10), one through pkg-config and the compiler, and
+# the minimal example of examples/minimal.
 if(SANITIZED)
   message("SKIPPED: a sanitizer build's library links only into hosts built with the same flags")
   return()
@@ -56,4 +57,28 @@ run("run the pkg-config host" ${CMAKE_COMMAND} -E env QT_QPA_PLATFORM=offscreen 
 if(NOT out MATCHES "${expected}")
   message(FATAL_ERROR "the pkg-config host printed: ${out}")
 endif()
-message("installed, and both hosts built and ran against ${prefix}")
+
+# The minimal example, a project of its own, built against the same prefix and run offscreen over a
+# sample database of known size with the installed default definition: it must show every row and
+# save the window.
+run("configure the minimal example" ${CMAKE_COMMAND} -S ${MINIMAL} -B ${WORK}/minimal
+  -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_CXX_COMPILER=${CXX})
+run("build the minimal example" ${CMAKE_COMMAND} --build ${WORK}/minimal)
+if(NOT SAMPLE_GENERATOR)
+  message("installed, and both hosts and the minimal example built against ${prefix}; the minimal "
+    "example did not run: no sample generator in this build (BRENNVOX10_BUILD_DEMO=OFF)")
+  return()
+endif()
+run("write the sample database" ${SAMPLE_GENERATOR} ${WORK}/minimal/sample.db 37)
+file(REMOVE ${WORK}/minimal/window.png)
+run("run the minimal example" ${CMAKE_COMMAND} -E env QT_QPA_PLATFORM=offscreen
+  ${WORK}/minimal/minimal ${WORK}/minimal/sample.db ${prefix}/${LIBDIR}/conf/lrfmt.conf
+  --screenshot ${WORK}/minimal/window.png)
+if(NOT out STREQUAL "37 rows\n")
+  message(FATAL_ERROR "the minimal example printed: ${out}")
+endif()
+file(SIZE ${WORK}/minimal/window.png _size)
+if(_size LESS 1000)
+  message(FATAL_ERROR "the minimal example's window image is ${_size} bytes")
+endif()
+message("installed, and both hosts and the minimal example built and ran against ${prefix}")
