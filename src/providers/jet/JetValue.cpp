@@ -8,7 +8,6 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
-#include <tuple>
 #include <limits>
 
 #include <mdbtools.h>
@@ -184,22 +183,22 @@ JetValue dateTime(double days)
 
 JetValue JetValue::ofInteger(qint64 value)
 {
-    JetValue v;
-    std::tie(v.kind, v.integer) = std::make_tuple(Kind::Integer, value);
+    JetValue v(Kind::Integer);
+    v.integer = value;
     return v;
 }
 
 JetValue JetValue::ofReal(double value)
 {
-    JetValue v;
-    std::tie(v.kind, v.real) = std::make_tuple(Kind::Real, value);
+    JetValue v(Kind::Real);
+    v.real = value;
     return v;
 }
 
 JetValue JetValue::ofBytes(Kind kind, QByteArrayView bytes)
 {
-    JetValue v;
-    std::tie(v.kind, v.m_view) = std::make_tuple(kind, bytes);
+    JetValue v(kind);
+    v.m_view = bytes;
     return v;
 }
 

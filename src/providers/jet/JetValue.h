@@ -31,6 +31,8 @@ public:
     static JetValue ofMadeText(const char *text, qsizetype size);
 
 private:
+    JetValue() = default;
+    explicit JetValue(Kind k) : kind(k) { }
     static JetValue ofBytes(Kind kind, QByteArrayView bytes);
 
     QByteArrayView m_view;
