@@ -2,6 +2,7 @@
 #include "recordset/Recordset.h"
 
 #include "recordset/Providers.h"
+#include "sql/cursor/ReadAhead.h"
 
 #include <QDateTime>
 
@@ -175,6 +176,7 @@ public:
 
     std::unique_ptr<Cursor> cursor; // null while closed
     bool atRow = false;
+    qint64 rowsLeft = -1; // rows that may still be read after the current one; -1 for any number
     // Kept after Close so that references to fields stay valid until the next Open.
     std::vector<ColumnInfo> columns;
     std::vector<Field> fields;
@@ -256,8 +258,11 @@ void Recordset::Open(const QString &source, const QString &connection, int, int,
         fail(FailureNumber::ObjectOpen);
     notifyObserver(source);
     std::unique_ptr<Cursor> cursor = openCursor(ConnectionText::parse(connection), source);
-    const bool hasRow = cursor->next();
+    if (m_readAhead)
+        cursor = readAhead(std::move(cursor), m_maxRecords);
+    const bool hasRow = m_maxRecords != 0 && cursor->next();
     d->adopt(std::move(cursor), hasRow);
+    d->rowsLeft = m_maxRecords < 0 ? -1 : m_maxRecords - 1;
 }
 
 bool Recordset::Eof() const
@@ -271,6 +276,10 @@ void Recordset::MoveNext()
         d->throwNoCurrentRow();
     // A row that cannot be read leaves the recordset open at its end.
     d->atRow = false;
+    if (d->rowsLeft == 0)
+        return;
+    if (d->rowsLeft > 0)
+        --d->rowsLeft;
     d->atRow = d->cursor->next();
 }
 

@@ -53,6 +53,11 @@ public:
 
     // 2 server, 3 client: both read forward here, so the choice changes nothing.
     void setCursorLocation(int) { }
+    // For the next Open: no more than this many rows are read (a negative number for all), and
+    // with readAhead the rows are read on a thread of their own while the caller takes them. What
+    // the caller sees, rows, end and Failures in their order, is the same either way.
+    void setMaxRecords(qint64 rows) { m_maxRecords = rows; }
+    void setReadAhead(bool on) { m_readAhead = on; }
 
     // Opens the provider named by the connection text, runs source and positions on the first row.
     // The query observer sees source first. Failure on an unknown provider, a database that cannot
@@ -73,6 +78,8 @@ public:
 
 private:
     std::unique_ptr<RecordsetPrivate> d;
+    qint64 m_maxRecords = -1;
+    bool m_readAhead = false;
 };
 
 } // namespace Brennvox10::data

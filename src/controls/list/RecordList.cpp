@@ -322,6 +322,10 @@ void RecordList::LoadList()
         QString query;
         g.step([&] { query = listQuery(); });
         data::Recordset rs;
+        // The rows shown are all the rows read: the engine reads ahead on its own thread while the
+        // list stores, and stops at the line limit.
+        rs.setReadAhead(true);
+        rs.setMaxRecords(std::max<qint64>(m_maxLines, 0));
         g.step([&] {
             rs.setCursorLocation(3);
             rs.Open(query, m_effectiveConnection, 3, 3, -1);

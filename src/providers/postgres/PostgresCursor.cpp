@@ -441,7 +441,7 @@ void PostgresCursor::failWith(const PGresult *result)
 void PostgresCursor::checkTime()
 {
     m_rowsToCheck = 256;
-    if (busy::cancelRequested())
+    if (cancelAsked())
         interrupt(WaitEnd::Cancelled);
     if (Clock::now() > m_deadline)
         interrupt(WaitEnd::Late);

@@ -72,7 +72,7 @@ private:
     bool takeQueuedBatch();
     void stopReader();
     void checkTime();
-    Waiter userInterfaceWaiter() const { return { m_deadline, true, nullptr }; }
+    Waiter userInterfaceWaiter() const { return { m_deadline, true, nullptr, &stopRequested }; }
 
     Connection m_connection;
     Result m_batch; // the rows being read: a cursor's batch, or one row

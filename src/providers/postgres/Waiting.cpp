@@ -41,6 +41,8 @@ WaitEnd checkWaiter(const Waiter &waiter)
         if (busy::cancelRequested())
             return WaitEnd::Cancelled;
     }
+    if (waiter.cancel && waiter.cancel->load(std::memory_order_relaxed))
+        return WaitEnd::Cancelled;
     if (waiter.stop && waiter.stop->load(std::memory_order_acquire))
         return WaitEnd::Stopped;
     if (Clock::now() >= waiter.deadline)

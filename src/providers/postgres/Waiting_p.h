@@ -36,6 +36,7 @@ struct Waiter {
     Clock::time_point deadline = Clock::time_point::max();
     bool userInterface = false; // keeps the busy scope ticking and hears Esc
     const std::atomic_bool *stop = nullptr;
+    const std::atomic_bool *cancel = nullptr; // as Esc, from another thread
 };
 
 // Whether the wait must end now; ticks the busy scope for the user-interface thread.

@@ -188,7 +188,7 @@ int SqliteCursor::onProgressHandler(void *cursor)
 int SqliteCursor::onProgress()
 {
     busy::tick();
-    m_cancelled = m_cancelled || busy::cancelRequested();
+    m_cancelled = m_cancelled || cancelAsked();
     m_late = m_late || std::chrono::steady_clock::now() > m_deadline;
     return m_cancelled || m_late ? 1 : 0;
 }

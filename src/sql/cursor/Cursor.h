@@ -13,6 +13,7 @@
 
 #include <QLoggingCategory>
 
+#include <atomic>
 #include <chrono>
 #include <memory>
 #include <vector>
@@ -45,6 +46,12 @@ public:
     virtual QByteArrayView blob(int column) const = 0;
 
     std::vector<ColumnInfo> columns;
+
+    // Set from another thread to stop a read that runs on a thread of its own: the provider treats
+    // it as Esc, so its next step fails as cancelled by the user.
+    std::atomic_bool stopRequested { false };
+    // Esc on this thread, or the stop above.
+    bool cancelAsked() const;
 };
 
 // Tells the query observer, if one is set, the text about to run.

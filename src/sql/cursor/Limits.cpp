@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "sql/cursor/ActionTime.h"
 #include "sql/cursor/Cursor.h"
+#include "core/BusyCursor.h"
 
 #include <atomic>
 
@@ -19,6 +20,11 @@ struct Action {
 thread_local Action action;
 
 } // namespace
+
+bool Cursor::cancelAsked() const
+{
+    return stopRequested.load(std::memory_order_relaxed) || busy::cancelRequested();
+}
 
 void setStepTimeLimit(std::chrono::milliseconds limit)
 {
