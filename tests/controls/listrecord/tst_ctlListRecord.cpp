@@ -249,6 +249,17 @@ private Q_SLOTS:
             { "T1|1|a", "T2|2|", "T3|3|c" });
         QTest::newRow("duplicate skipped") << f("dups.db", all, { 1 }, { dup }, { "T1|1|a", "T3|3|c" });
         QTest::newRow("duplicate leaves") << f("dups.db", all, { 2 }, { dup }, { "T1|1|a" });
+        // The engine fails on the second row, read ahead of the list: the same report at the same
+        // row, the rows before it kept, whatever the answer.
+        const QString overflow = "select k, case when k = 2 then abs(-9223372036854775808) else n end as n, t from f";
+        QTest::newRow("engine fails, skipped") << f("nulls.db", overflow, { 1 }, { ce }, { "T1|1|a" });
+        QTest::newRow("engine fails, retried") << f("nulls.db", overflow, { 0 }, { ce, FailureNumber::NoCurrentRecord }, { "T1|1|a" });
+        QTest::newRow("engine fails, leaves") << f("nulls.db", overflow, { 2 }, { ce }, { "T1|1|a" });
+        // A row past the line limit is never read, so its failure never shows.
+        Shown limited = f("nulls.db", overflow, {}, {}, { "T1|1|a" });
+        limited.setup.maxLines = "1";
+        limited.limit = 1;
+        QTest::newRow("engine fails past the limit") << limited;
         QTest::newRow("bad sql") << f("nulls.db", "select * from nowhere", {}, { ce, closed }, {});
         QTest::newRow("missing column") << f("nulls.db", "select k, n from f", {}, QList<qint32>(3, missing),
             { "T1|1|", "T2|2|", "T3|3|" });

@@ -1,0 +1,147 @@
+// SPDX-License-Identifier: MIT
+// Rows read ahead on the engine's own thread against the same rows stepped in place: every cell, the
+// end and the failure, in the same order, while the caller stores them in a row store as a list does.
+// ./setup.sh test runs this suite again under ThreadSanitizer.
+
+#include "listview/rows/RowStore_p.h"
+#include "recordset/Recordset.h"
+#include "support/Fixtures.h"
+#include "support/Rows.h"
+
+#include <QElapsedTimer>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace Brennvox10;
+
+namespace {
+
+const QString Endless = "with recursive n(i) as (select 1 union all select i + 1 from n) select i, 'r' || i from n";
+
+struct Walk {
+    QStringList cells; // a line a row: each cell's type, value and text
+    QString outcome; // "end", or the failure's number, text and source
+    int stored = 0; // rows the row store took
+};
+
+// What a list sees of a recordset: each field's type, value and text, row after row, kept in a row
+// store under the first field as key.
+Walk walk(const QString &db, const QString &sql, int fieldCount, qint64 maxRecords, bool readAhead)
+{
+    Walk w;
+    RowStore store;
+    data::Recordset rs;
+    rs.setMaxRecords(maxRecords);
+    rs.setReadAhead(readAhead);
+    try {
+        rs.Open(sql, "Provider=SQLite;Data Source=" + db);
+        for (; !rs.Eof(); rs.MoveNext()) {
+            QStringList line;
+            for (int i = 0; i < fieldCount; ++i) {
+                const data::Field &field = rs.Fields(i);
+                const QByteArrayView text = field.utf8();
+                line << QString::number(field.Type()) + ':' + field.Value().toString() + ':'
+                        + QString::fromUtf8(text.data(), text.size());
+            }
+            const QByteArray key = line.value(0).toUtf8();
+            if (store.append(key, CellValue::fromText(key)) != RowStore::None)
+                ++w.stored;
+            w.cells << line.join('|');
+        }
+        w.outcome = "end";
+    } catch (const Failure &f) {
+        w.outcome = QString::number(f.number()) + ' ' + f.description() + ' ' + f.source();
+    }
+    return w;
+}
+
+} // namespace
+
+class tst_readAhead : public QObject {
+    Q_OBJECT
+
+    QTemporaryDir dir;
+    QString db;
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        db = dir.filePath("t.db");
+        // "STRING" keeps numbers as numbers in a column read as text.
+        makeDatabase(db,
+            { "create table t (id INTEGER, name TEXT, amount REAL, born DATE, code STRING, pic BLOB, cash CURRENCY)",
+                "with recursive n(i) as (select 1 union all select i + 1 from n where i < 9000) "
+                "insert into t select i, case when i % 7 = 0 then null else 'name ' || i end, i * 1.25, "
+                "date('2000-01-01', '+' || i || ' days'), case i % 3 when 0 then i when 1 then i * 1.0e17 / 8 else 'c' || i end, "
+                "case when i % 5 = 0 then x'00ff10' end, i / 100.0 from n" });
+    }
+
+    void sameAsSteppingInPlace_data()
+    {
+        columns<QString, int, qint64, int>("sql", "fields", "maxRecords", "rows");
+        const QString all = "select * from t";
+        const QString failsAt = "select id, case when id = %1 then abs(-9223372036854775808) else name end, code from t";
+        // clang-format off
+        QTest::newRow("every row") << all << 7 << qint64(-1) << 9000;
+        QTest::newRow("fails in the middle") << failsAt.arg(4500) << 3 << qint64(-1) << 4499;
+        QTest::newRow("fails on the first row") << failsAt.arg(1) << 3 << qint64(-1) << 0;
+        QTest::newRow("failure past the limit is never read") << failsAt.arg(4500) << 3 << qint64(100) << 100;
+        QTest::newRow("limit 0") << all << 7 << qint64(0) << 0;
+        QTest::newRow("limit past the end") << all << 7 << qint64(20000) << 9000;
+        QTest::newRow("no rows") << "select * from t where id < 0" << 7 << qint64(-1) << 0;
+        QTest::newRow("wide rows") << "select id, printf('%.*c', 70000 + id, 'x') from t where id < 50" << 2 << qint64(-1) << 49;
+        QTest::newRow("numbers read as text") << "select code, id, amount || '' from t" << 3 << qint64(-1) << 9000;
+        QTest::newRow("bad text fails at open") << "select nothing from t" << 1 << qint64(-1) << 0;
+        // clang-format on
+    }
+    void sameAsSteppingInPlace()
+    {
+        const auto [sql, fields, maxRecords, rows]
+            = fetch<QString, int, qint64, int>("sql", "fields", "maxRecords", "rows");
+        const Walk inPlace = walk(db, sql, fields, maxRecords, false);
+        const Walk ahead = walk(db, sql, fields, maxRecords, true);
+        QCOMPARE(inPlace.cells.size(), rows);
+        QCOMPARE(ahead.outcome, inPlace.outcome);
+        QCOMPARE(ahead.cells, inPlace.cells);
+        QCOMPARE(ahead.stored, rows);
+    }
+
+    // Closed after a few rows of a text that never ends: the reader stops with it and never waits.
+    void closingStopsTheReader()
+    {
+        QElapsedTimer clock;
+        clock.start();
+        for (int round = 0; round < 20; ++round) {
+            data::Recordset rs;
+            rs.setReadAhead(true);
+            rs.Open(Endless, "Provider=SQLite;Data Source=" + db);
+            for (int i = 0; i < round * 50; ++i)
+                rs.MoveNext();
+            QCOMPARE(rs.Fields(0).asInt64(), round * 50 + 1);
+        }
+        QVERIFY2(clock.elapsed() < 3000, qPrintable(QString::number(clock.elapsed())));
+    }
+
+    // The time limit stops the reader; the rows read before it come first, then the one report.
+    void timeLimitStopsTheReader()
+    {
+        data::Recordset rs;
+        rs.setReadAhead(true);
+        QElapsedTimer clock;
+        clock.start();
+        rs.Open(Endless, "Provider=SQLite;Command Timeout=0.5;Data Source=" + db);
+        qint64 expected = 1;
+        try {
+            for (; !rs.Eof(); rs.MoveNext())
+                QCOMPARE(rs.Fields(0).asInt64(), expected++);
+            QFAIL("an endless text ended");
+        } catch (const Failure &f) {
+            QCOMPARE(f.description(), "interrupted: the query ran past its time limit of 0.5 s (Command Timeout)");
+        }
+        QVERIFY(expected > 1000);
+        QVERIFY2(clock.elapsed() < 1500, qPrintable(QString::number(clock.elapsed())));
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_readAhead)
+#include "tst_readAhead.moc"
