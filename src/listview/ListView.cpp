@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "widgets/Keyed_p.h"
 #include "listview/ListView_p.h"
+#include "listview/KeyHint.h"
 #include "widgets/Twips.h"
 
 #include <Brennvox10/Failure.h>
@@ -168,6 +169,11 @@ ListItem ListItems::Add(const QString &key, const QString &text)
 ListItem ListItems::Add(QByteArrayView keyUtf8, const CellValue &text)
 {
     return d->item(d->addRow(keyUtf8, text));
+}
+
+void prefetchKey(const ListItems &items, QByteArrayView keyUtf8)
+{
+    ListViewPrivate::storeOf(items).prefetch(keyUtf8);
 }
 
 void ListItems::Remove(const QString &key)

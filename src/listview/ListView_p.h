@@ -61,6 +61,7 @@ public:
             throwFailure(FailureNumber::InvalidPropertyValue);
     }
     [[noreturn]] static void throwFailure(qint32 number);
+    static const RowStore &storeOf(const ListItems &items) { return items.d->store; }
     ListItem item(quint32 id) { return ListItem(this, id, store.generation()); }
 
     void addColumn(std::unique_ptr<ColumnHeader> column);

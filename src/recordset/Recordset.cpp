@@ -313,6 +313,12 @@ Field &Recordset::Fields(const QString &name)
     return d->fields[size_t(index)];
 }
 
+bool Recordset::peek(int rows, int column, Storage &storage, qint64 &integer, QByteArrayView &text) const
+{
+    return d->atRow && column >= 0 && size_t(column) < d->columns.size()
+        && d->cursor->peek(rows, column, storage, integer, text);
+}
+
 int Recordset::fieldIndex(const QString &name) const
 {
     if (!d->cursor)

@@ -75,6 +75,8 @@ public:
     Field &Fields(int index);
     Field &Fields(const QString &name);
     int fieldIndex(const QString &name) const; // -1 when missing
+    // A field `rows` rows further on, when the rows read ahead hold it already; for hints only.
+    bool peek(int rows, int column, Storage &storage, qint64 &integer, QByteArrayView &text) const;
 
 private:
     std::unique_ptr<RecordsetPrivate> d;

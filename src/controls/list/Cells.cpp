@@ -68,4 +68,25 @@ QByteArrayView itemKeyFor(const data::Field &field, QByteArray &buffer)
     return buffer;
 }
 
+QByteArrayView itemKeyAhead(const data::Recordset &rs, int rows, int keyIndex, QByteArray &buffer)
+{
+    Storage storage = Storage::Null;
+    qint64 integer = 0;
+    QByteArrayView text;
+    if (keyIndex < 0 || !rs.peek(rows, keyIndex, storage, integer, text))
+        return {};
+    buffer.resize(1);
+    buffer[0] = ItemKeyPrefix;
+    if (storage == Storage::Text) {
+        buffer.append(text.data(), text.size());
+    } else if (storage == Storage::Integer) {
+        char digits[24];
+        const auto end = std::to_chars(digits, digits + sizeof digits, integer).ptr;
+        buffer.append(digits, end - digits);
+    } else {
+        return {};
+    }
+    return buffer;
+}
+
 } // namespace Brennvox10

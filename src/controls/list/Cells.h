@@ -22,6 +22,9 @@ inline constexpr char ItemKeyPrefix = 'T';
 
 // The bytes live in buffer until the next call.
 QByteArrayView itemKeyFor(const data::Field &field, QByteArray &buffer);
+// The same for the row `rows` rows further on, when the rows read ahead hold it and its key is plain
+// text or a whole number; empty otherwise. For hints only.
+QByteArrayView itemKeyAhead(const data::Recordset &rs, int rows, int keyIndex, QByteArray &buffer);
 
 inline QString itemKeyOf(const QString &rowKey)
 {

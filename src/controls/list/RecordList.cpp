@@ -3,6 +3,7 @@
 #include "core/BusyCursor.h"
 
 #include "controls/list/Cells.h"
+#include "listview/KeyHint.h"
 #include "core/Conversions.h"
 #include "recordset/RowWalk.h"
 #include "xml/XmlHelper.h"
@@ -24,6 +25,8 @@ Q_LOGGING_CATEGORY(lcList, "brennvox.list")
 namespace Brennvox10 {
 
 namespace {
+// How far ahead the key table is warmed: a few rows' work covers one miss of main memory.
+constexpr int KeyLookahead = 8;
 const QString MsgCannotLoad = QStringLiteral("no se puede cargar configuracion del listado");
 const QString MsgNoKeyField = QStringLiteral("campo principal no definido");
 const QString MsgNoDataSource = QStringLiteral("no existe origen de datos");
@@ -361,10 +364,14 @@ void RecordList::fillList(Guard &g, data::Recordset &rs)
     QByteArray keyBuffer;
     keyBuffer.reserve(64);
 
+    QByteArray hintBuffer;
+    hintBuffer.reserve(64);
+
     qint32 n = 1;
     forEachRow(g, rs, [&] {
         if (n > m_maxLines)
             return false;
+        prefetchKey(items, itemKeyAhead(rs, KeyLookahead, keyIndex, hintBuffer));
         ListItem item;
         g.step([&] {
             if (columnCount == 0)

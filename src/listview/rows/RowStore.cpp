@@ -331,7 +331,19 @@ quint32 RowStore::find(QByteArrayView key) const
 {
     if (key.isEmpty() || m_slots.empty())
         return None;
-    const quint32 hash = hashOf(key);
+    return find(key, hashOf(key));
+}
+
+void RowStore::prefetch(QByteArrayView key) const
+{
+    if (!key.isEmpty() && !m_slots.empty())
+        __builtin_prefetch(&m_slots[hashOf(key) & (m_slots.size() - 1)]);
+}
+
+quint32 RowStore::find(QByteArrayView key, quint32 hash) const
+{
+    if (m_slots.empty())
+        return None;
     const size_t mask = m_slots.size() - 1;
     for (size_t i = hash & mask; m_slots[i]; i = (i + 1) & mask) {
         const quint64 e = m_slots[i];
@@ -348,9 +360,9 @@ quint32 RowStore::append(QByteArrayView key, const CellValue &text)
 try {
     quint32 hash = 0;
     if (!key.isEmpty()) {
-        if (find(key) != None)
-            return None;
         hash = hashOf(key);
+        if (find(key, hash) != None)
+            return None;
     }
     const quint64 payload = varintSize(quint64(key.size())) + quint64(key.size()) + cellSize(text);
     checkRowSize(HeaderSize + payload);

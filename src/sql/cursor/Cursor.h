@@ -45,6 +45,10 @@ public:
     virtual QByteArrayView text(int column) const = 0;
     virtual QByteArrayView blob(int column) const = 0;
 
+    // A cell `rows` rows past the current one, when the cursor already holds that row: for hints
+    // only, as a cursor that reads in place never does. The views last until the next step.
+    virtual bool peek(int /*rows*/, int /*column*/, Storage &, qint64 &, QByteArrayView &) const { return false; }
+
     std::vector<ColumnInfo> columns;
 
     // Set from another thread to stop a read that runs on a thread of its own: the provider treats

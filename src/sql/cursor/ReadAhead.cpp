@@ -19,8 +19,8 @@ using Clock = std::chrono::steady_clock;
 
 // Small at first, so that the first rows come at once; then big enough that handing a batch over
 // costs nothing next to its rows, and small enough to stay in the caches.
-constexpr int firstBatchRows = 64, maxBatchRows = 4096;
-constexpr size_t batchBytes = 256 * 1024;
+constexpr int firstBatchRows = 64, maxBatchRows = 512;
+constexpr size_t batchBytes = 64 * 1024;
 // Batches read and not yet taken: the reader waits beyond these, so memory stays bounded.
 constexpr size_t queueDepth = 3;
 // While the caller waits, what there is goes over once it is this much or this old.
@@ -114,6 +114,16 @@ public:
         return formatted(column, cell);
     }
     QByteArrayView blob(int column) const override { return text(column); }
+    bool peek(int rows, int column, Storage &storage, qint64 &integer, QByteArrayView &text) const override
+    {
+        if (!m_current || m_index + rows >= m_current->rows)
+            return false;
+        const Cell &cell = m_current->cells[size_t(m_index + rows) * m_columnCount + size_t(column)];
+        storage = cell.storage;
+        integer = cell.integer;
+        text = cell.hasText ? QByteArrayView(m_current->bytes.data() + cell.offset, qsizetype(cell.size)) : QByteArrayView();
+        return true;
+    }
 
 private:
     // The reader thread: rows into batches until the end, the row limit, a Failure or the wrapper's end.
