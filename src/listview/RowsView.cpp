@@ -3,6 +3,7 @@
 
 #include <QEvent>
 #include <QHeaderView>
+#include <QKeyEvent>
 #include <QPaintEvent>
 #include <QPainter>
 #include <QScrollBar>
@@ -321,6 +322,15 @@ void RowsView::changeEvent(QEvent *event)
 QSize RowsView::viewportSizeHint() const
 {
     return QSize(m_header->length(), int(std::min<qint64>(qint64(rowCount()) * rowHeight(), 10000)));
+}
+
+void RowsView::keyPressEvent(QKeyEvent *event)
+{
+    const int before = currentIndex().row();
+    QAbstractItemView::keyPressEvent(event);
+    const QModelIndex now = currentIndex();
+    if (now.isValid() && (now.row() != before || event->key() == Qt::Key_Space))
+        Q_EMIT rowPicked(now.row());
 }
 
 void RowsView::contentsChanged()
