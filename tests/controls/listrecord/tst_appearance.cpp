@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
-// The record list on a dense screen. CTest runs this suite as it is, at twice the scale
-// (QT_SCALE_FACTOR=2) and at a logical DPI of 144: the twips layout keeps its proportions, every
-// caption fits in its child, and the command bar's icons are drawn from their large pictures.
+// How the record list looks. On a dense screen (CTest runs this suite as it is, at twice the scale,
+// QT_SCALE_FACTOR=2, and at a font DPI of 144): the twips layout keeps its proportions, every caption
+// fits in its child, and the command bar's icons are drawn from their large pictures. Under a dark
+// palette every caption stands out from its background.
 
 #include <Brennvox10/Brennvox10.h>
 
@@ -10,7 +11,36 @@
 
 using namespace Brennvox10;
 
-class tst_highDpi : public QObject {
+namespace {
+
+int luminance(QRgb c)
+{
+    return (qRed(c) * 299 + qGreen(c) * 587 + qBlue(c) * 114) / 1000;
+}
+
+// The largest difference in luminance between a widget's most common colour (its background) and any
+// of its pixels (the darkest or brightest stroke of its text).
+int contrast(QWidget *w)
+{
+    const QImage image = w->grab().toImage();
+    QHash<QRgb, int> counts;
+    for (int y = 0; y < image.height(); ++y)
+        for (int x = 0; x < image.width(); ++x)
+            ++counts[image.pixel(x, y)];
+    QRgb background = 0;
+    int most = 0;
+    for (auto it = counts.cbegin(); it != counts.cend(); ++it)
+        if (it.value() > most)
+            most = it.value(), background = it.key();
+    int best = 0;
+    for (auto it = counts.cbegin(); it != counts.cend(); ++it)
+        best = std::max(best, std::abs(luminance(it.key()) - luminance(background)));
+    return best;
+}
+
+} // namespace
+
+class tst_appearance : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
@@ -66,7 +96,34 @@ private Q_SLOTS:
         QCOMPARE(cut, QStringList());
         QCOMPARE(c.grab().size(), c.size() * scale);
     }
+
+    void darkPaletteIsLegible()
+    {
+        QPalette dark;
+        for (const auto role : { QPalette::Window, QPalette::Base, QPalette::Button, QPalette::AlternateBase })
+            dark.setColor(role, QColor(0x26, 0x26, 0x26));
+        for (const auto role : { QPalette::WindowText, QPalette::Text, QPalette::ButtonText })
+            dark.setColor(role, QColor(0xe0, 0xe0, 0xe0));
+        QApplication::setPalette(dark);
+        ctlListRecord c;
+        c.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&c));
+        QStringList faint;
+        QList<QWidget *> parts { c.findChild<QWidget *>(QStringLiteral("Label1")),
+            c.findChild<QWidget *>(QStringLiteral("Label2")) };
+        for (QWidget *w : c.findChildren<QTabBar *>())
+            parts << w;
+        for (QWidget *w : c.findChildren<QToolButton *>(QRegularExpression("^cmdButtom")))
+            parts << w;
+        for (QWidget *w : parts) {
+            const int seen = contrast(w);
+            if (seen < 128)
+                faint << QStringLiteral("%1: %2").arg(w->objectName()).arg(seen);
+        }
+        QApplication::setPalette(QPalette());
+        QCOMPARE(faint, QStringList());
+    }
 };
 
-QTEST_MAIN(tst_highDpi)
-#include "tst_highDpi.moc"
+QTEST_MAIN(tst_appearance)
+#include "tst_appearance.moc"
