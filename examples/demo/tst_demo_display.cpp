@@ -38,8 +38,10 @@ private Q_SLOTS:
         if (QGuiApplication::platformName() != QLatin1String("xcb"))
             QSKIP("needs an X display (QT_QPA_PLATFORM=xcb); run through run_with_xvfb.sh");
         unattended::install();
-        HostWindow host(HostOptions { .db = QStringLiteral(SAMPLE_DB), .conf = QStringLiteral(SAMPLE_CONF),
-            .clientsConf = QStringLiteral(CLIENTS_CONF), .password = {} });
+        HostWindow host(HostOptions { .db = QStringLiteral(SAMPLE_DB),
+            .conf = QStringLiteral(SAMPLE_CONF),
+            .clientsConf = QStringLiteral(CLIENTS_CONF),
+            .password = {} });
         ListView *list = host.invoices()->ActiveListView();
         Paints paints(list->itemView()->viewport());
         host.show();

@@ -219,8 +219,18 @@ void RowsView::paintEvent(QPaintEvent *event)
 {
     const int rows = rowCount();
     const int columns = m_header->count();
-    if (rows == 0 || columns == 0)
+    if (rows == 0 || columns == 0) {
+        // No row to carry the focus frame: the empty list wears it.
+        if (hasFocus()) {
+            QPainter painter(viewport());
+            QStyleOptionFocusRect frame;
+            frame.initFrom(this);
+            frame.rect = viewport()->rect();
+            frame.backgroundColor = palette().color(QPalette::Base);
+            style()->drawPrimitive(QStyle::PE_FrameFocusRect, &frame, &painter, this);
+        }
         return;
+    }
     QPainter painter(viewport());
     const QRect area = event->rect();
     const int height = rowHeight();

@@ -52,7 +52,8 @@ private Q_SLOTS:
         // Qt turns a font DPI of 144 into a device pixel ratio of 1.5 over the usual 96 logical DPI.
         const qreal scale = qEnvironmentVariableIsSet("QT_SCALE_FACTOR")
             ? qEnvironmentVariable("QT_SCALE_FACTOR").toDouble()
-            : qEnvironmentVariableIsSet("QT_FONT_DPI") ? qEnvironmentVariableIntValue("QT_FONT_DPI") / 96.0 : 1.0;
+            : qEnvironmentVariableIsSet("QT_FONT_DPI") ? qEnvironmentVariableIntValue("QT_FONT_DPI") / 96.0
+                                                       : 1.0;
         QCOMPARE(c.devicePixelRatioF(), scale);
         QCOMPARE(c.logicalDpiY(), 96);
 
@@ -70,7 +71,8 @@ private Q_SLOTS:
         QStringList cut;
         for (QLabel *label : c.findChildren<QLabel *>()) {
             const QSize text = label->fontMetrics().size(Qt::TextSingleLine, label->text());
-            if (label->contentsRect().width() < text.width() || label->contentsRect().height() < text.height())
+            if (label->contentsRect().width() < text.width()
+                || label->contentsRect().height() < text.height())
                 cut << label->objectName();
         }
         for (QToolButton *button : c.findChildren<QToolButton *>(QRegularExpression("^cmdButtom"))) {
@@ -78,19 +80,25 @@ private Q_SLOTS:
                 continue;
             const QSize needed = button->sizeHint();
             if (button->width() < needed.width() || button->height() < needed.height())
-                cut << QStringLiteral("%1 %2x%3 < %4x%5").arg(button->objectName()).arg(button->width())
-                           .arg(button->height()).arg(needed.width()).arg(needed.height());
+                cut << QStringLiteral("%1 %2x%3 < %4x%5")
+                           .arg(button->objectName())
+                           .arg(button->width())
+                           .arg(button->height())
+                           .arg(needed.width())
+                           .arg(needed.height());
             // Drawn from the picture made for this density, not an enlarged small one.
             const QSize pixels = button->iconSize() * scale;
             QImage drawn = button->icon().pixmap(button->iconSize(), scale).toImage();
             QCOMPARE(drawn.size(), pixels);
             if (scale == 2.0) {
-                const QString name = button->property("Tag").toString() == QLatin1String("Anular") ? "void"
-                    : button->property("Tag").toString() == QLatin1String("Recodificar") ? "recode"
-                    : button->property("Tag").toString().toLower();
+                static const QHash<QString, QString> pictures { { "Add", "add" }, { "Open", "open" },
+                    { "Del", "del" }, { "Anular", "void" }, { "Print", "print" }, { "Recodificar", "recode" },
+                    { "Close", "close" } };
+                const QString name = pictures.value(button->property("Tag").toString());
                 drawn.setDevicePixelRatio(1);
                 const QImage large(QStringLiteral(":/brennvox10/menu/icons/%1-32.png").arg(name));
-                QCOMPARE(drawn.convertToFormat(QImage::Format_ARGB32), large.convertToFormat(QImage::Format_ARGB32));
+                QCOMPARE(drawn.convertToFormat(QImage::Format_ARGB32),
+                    large.convertToFormat(QImage::Format_ARGB32));
             }
         }
         QCOMPARE(cut, QStringList());
@@ -100,7 +108,8 @@ private Q_SLOTS:
     void darkPaletteIsLegible()
     {
         QPalette dark;
-        for (const auto role : { QPalette::Window, QPalette::Base, QPalette::Button, QPalette::AlternateBase })
+        for (const auto role :
+            { QPalette::Window, QPalette::Base, QPalette::Button, QPalette::AlternateBase })
             dark.setColor(role, QColor(0x26, 0x26, 0x26));
         for (const auto role : { QPalette::WindowText, QPalette::Text, QPalette::ButtonText })
             dark.setColor(role, QColor(0xe0, 0xe0, 0xe0));

@@ -18,8 +18,11 @@ const QString Definition = QStringLiteral(
     "<lrfmt Key=\"id\" ListSQLSource=\"select * from facturas\" ListMaxLineas=\"100\">"
     "<Columns><c ColWidth=\"20\" ColCaption=\"Numero\" ColAligment=\"0\" ColFieldname=\"numero\"/>"
     "<c ColWidth=\"20\" ColCaption=\"Cliente\" ColAligment=\"0\" ColFieldname=\"cliente\"/></Columns>"
-    "<Tabs><t tabSQLSource=\"select 1, 'x' where 0\" tabDefFunc=\"1\" tabDefValue=\"1\" tabDefCaption=\"A\"/>"
-    "<t tabSQLSource=\"select 1, 'x' where 0\" tabDefFunc=\"2\" tabDefValue=\"2\" tabDefCaption=\"B\"/></Tabs>"
+    "<Tabs><t tabSQLSource=\"select id, numero from facturas order by id\" tabDefFunc=\"1\" "
+    "tabDefValue=\"1\" "
+    "tabDefCaption=\"Todas\" tabFieldname=\"id\"/>"
+    "<t tabSQLSource=\"select 1, 'x' where 0\" tabDefFunc=\"2\" tabDefValue=\"2\" "
+    "tabDefCaption=\"B\"/></Tabs>"
     "<Filters><F fltName=\"cliente\" fltType=\"0\" fltFieldtype=\"0\"/></Filters></lrfmt>");
 
 QString focusName()
@@ -113,6 +116,33 @@ private Q_SLOTS:
         QCOMPARE(events, QStringList { "Del:3" });
     }
 
+    void emptyListShowsTheFocus()
+    {
+        ctlListRecord c;
+        c.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&c));
+        QWidget *view = c.ActiveListView()->itemView();
+        const QImage unfocused = view->grab().toImage();
+        QWidget *before = c.findChild<TabStrip *>(QStringLiteral("ctlTabStrip(1)"))->tabBar();
+        before->setFocus(Qt::TabFocusReason);
+        QTest::keyClick(before, Qt::Key_Tab);
+        QCOMPARE(QApplication::focusWidget(), view);
+        QVERIFY(view->grab().toImage() != unfocused);
+    }
+
+    // An arrow key on a tab strip chooses the tab beside, and the list loads for it as after a click.
+    void tabStripByArrowKeys()
+    {
+        auto c = shownList();
+        QTabBar *bar = c->findChild<TabStrip *>(QStringLiteral("ctlTabStrip(0)"))->tabBar();
+        bar->setFocus(Qt::TabFocusReason);
+        QTest::keyClick(bar, Qt::Key_Right);
+        QCOMPARE(c->lrTabFilter(0), QStringLiteral("id like '3'"));
+        QCOMPARE(c->ActiveListView()->ListItems().Count(), 1);
+        QTest::keyClick(bar, Qt::Key_Left);
+        QCOMPARE(c->ActiveListView()->ListItems().Count(), 3);
+    }
+
     // Each key on the list's second row (key 3) does what its mouse gesture does there.
     void keysOnARow_data()
     {
@@ -139,14 +169,16 @@ private Q_SLOTS:
         QFETCH(int, modifiers);
         auto c = shownList();
         QStringList events;
-        connect(c.get(), &ctlListRecord::ClickMenuContextual, this, [&] { events << QStringLiteral("Menu"); });
+        connect(
+            c.get(), &ctlListRecord::ClickMenuContextual, this, [&] { events << QStringLiteral("Menu"); });
         connect(c.get(), &ctlListRecord::cmdOpen, this, [&](QString &item) { events << "Open:" + item; });
         QAbstractItemView *view = c->ActiveListView()->itemView();
         view->setFocus(Qt::TabFocusReason);
         view->setCurrentIndex(view->model()->index(1, 0));
         QTest::keyClick(view, Qt::Key(key), Qt::KeyboardModifiers(modifiers));
         QCoreApplication::processEvents();
-        QTEST(events.join(',') + '|' + c->lrSelectedKey() + '|' + view->model()->index(0, 0).data().toString(),
+        QTEST(
+            events.join(',') + '|' + c->lrSelectedKey() + '|' + view->model()->index(0, 0).data().toString(),
             "seen");
     }
 
@@ -169,7 +201,8 @@ private Q_SLOTS:
         bool dialog = false;
         QTimer close;
         close.callOnTimeout([&] {
-            if (frmdlgFilter *form = frmdlgFilter::loaded(); form && QApplication::activeModalWidget() == form) {
+            if (frmdlgFilter *form = frmdlgFilter::loaded();
+                form && QApplication::activeModalWidget() == form) {
                 dialog = true;
                 frmdlgFilter::Unload();
             }
@@ -178,7 +211,8 @@ private Q_SLOTS:
         QWidget *w = c->findChild<QWidget *>(label);
         w->setFocus(Qt::TabFocusReason);
         QTest::keyClick(w, Qt::Key(key), key == Qt::Key_Enter ? Qt::KeypadModifier : Qt::NoModifier);
-        QCOMPARE(ui->prompts, label == "Label1" ? QStringList { "Ingrese nueva configuracion: " } : QStringList());
+        QCOMPARE(
+            ui->prompts, label == "Label1" ? QStringList { "Ingrese nueva configuracion: " } : QStringList());
         QCOMPARE(dialog, label == "Label2");
     }
 };
