@@ -80,12 +80,12 @@ void installListKeys(ListControlPrivate &d)
 {
     d.ListView1->itemView()->installEventFilter(new ListKeys(d, d.ListView1));
 
+    // The tab strips come first by themselves: a face makes them before the rest.
     QWidget *last = d.ListView1->itemView();
-    const QList<QToolButton *> buttons = d.ctlMenu1->findChildren<QToolButton *>(Qt::FindDirectChildrenOnly);
-    for (int i = 0; i < buttons.size(); ++i) {
+    for (int i = 0;; ++i) {
         auto *button = d.ctlMenu1->findChild<QToolButton *>(QStringLiteral("cmdButtom(%1)").arg(i));
         if (!button)
-            continue;
+            break;
         QWidget::setTabOrder(last, button);
         last = button;
     }
