@@ -400,7 +400,15 @@ void HostWindow::showContextMenu()
     for (QAction *needsRow : { open, del, recode, voiding })
         needsRow->setEnabled(!key.isEmpty());
     // The command runs once the menu is gone, so its dialogs are not stacked on a closing popup.
-    QAction *picked = menu.exec(QCursor::pos());
+    // Raised from the keyboard (Menu key, Shift+F10) the pointer may be anywhere: the menu then
+    // opens on the list's current row.
+    QPoint at = QCursor::pos();
+    QAbstractItemView *view = m_invoices->ActiveListView()->itemView();
+    if (view->hasFocus() && !view->viewport()->rect().contains(view->viewport()->mapFromGlobal(at))) {
+        const QRect row = view->visualRect(view->currentIndex());
+        at = view->viewport()->mapToGlobal(row.isValid() ? row.bottomLeft() : QPoint(0, 0));
+    }
+    QAction *picked = menu.exec(at);
     if (picked == add)
         addInvoice();
     else if (picked == open)

@@ -9,7 +9,7 @@
 //
 //   brennvox10-demo [--db PATH] [--conf PATH] [--clients-conf PATH] [--tab facturas|clientes]
 //                   [--rows N] [--provider sqlite|postgres|jet]
-//                   [--screenshot FILE] [--filter-screenshots PREFIX] [--print-pdf FILE]
+//                   [--screenshot FILE] [--filter-screenshots PREFIX] [--print-pdf FILE] [--dark]
 //
 // Without --db and the definition options it opens the sample database and definitions beside the
 // executable. --rows N uses a database of N invoices instead, made in the user's cache folder the
@@ -23,7 +23,8 @@
 // host edits only its SQLite sample) and stops the server when the window closes. A .mdb file given
 // with --db (or --provider jet) is read as a Jet file; its password comes from the environment
 // variable BRENNVOX10_JET_PASSWORD, and the definitions given with --conf and --clients-conf must
-// name its tables.
+// name its tables. --dark shows everything in a dark palette (the library draws with palette colours
+// only, so a dark desktop theme looks the same).
 
 #include "HostWindow.h"
 #include "LocalServer.h"
@@ -40,6 +41,7 @@
 #include <QElapsedTimer>
 #include <QKeyEvent>
 #include <QMouseEvent>
+#include <QPalette>
 #include <QPixmap>
 #include <QSocketNotifier>
 #include <QStandardPaths>
@@ -145,6 +147,37 @@ void quitOnSignals(QObject *owner)
         });
 }
 
+// A dark palette such as dark desktop themes give; every role a widget may paint with is set.
+QPalette darkPalette()
+{
+    QPalette p;
+    const QColor window(0x2b, 0x2b, 0x2b), base(0x1e, 0x1e, 0x1e), text(0xe8, 0xe8, 0xe8);
+    const QColor disabled(0x80, 0x80, 0x80);
+    p.setColor(QPalette::Window, window);
+    p.setColor(QPalette::WindowText, text);
+    p.setColor(QPalette::Base, base);
+    p.setColor(QPalette::AlternateBase, window);
+    p.setColor(QPalette::ToolTipBase, base);
+    p.setColor(QPalette::ToolTipText, text);
+    p.setColor(QPalette::PlaceholderText, disabled);
+    p.setColor(QPalette::Text, text);
+    p.setColor(QPalette::Button, QColor(0x35, 0x35, 0x35));
+    p.setColor(QPalette::ButtonText, text);
+    p.setColor(QPalette::BrightText, QColor(0xff, 0x80, 0x80));
+    p.setColor(QPalette::Light, QColor(0x50, 0x50, 0x50));
+    p.setColor(QPalette::Midlight, QColor(0x40, 0x40, 0x40));
+    p.setColor(QPalette::Mid, QColor(0x30, 0x30, 0x30));
+    p.setColor(QPalette::Dark, QColor(0x18, 0x18, 0x18));
+    p.setColor(QPalette::Shadow, Qt::black);
+    p.setColor(QPalette::Highlight, QColor(0x2f, 0x65, 0xca));
+    p.setColor(QPalette::HighlightedText, Qt::white);
+    p.setColor(QPalette::Link, QColor(0x6c, 0xa8, 0xff));
+    p.setColor(QPalette::LinkVisited, QColor(0xb0, 0x8c, 0xff));
+    for (const auto role : { QPalette::WindowText, QPalette::Text, QPalette::ButtonText })
+        p.setColor(QPalette::Disabled, role, disabled);
+    return p;
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -184,9 +217,14 @@ int main(int argc, char **argv)
         QStringLiteral("sqlite (the default), postgres (a server of its own, with the database copied in) or jet "
                        "(a Jet .mdb file given with --db; chosen by itself for a .mdb file)."),
         QStringLiteral("NAME"), QStringLiteral("sqlite"));
+    QCommandLineOption darkOption(QStringLiteral("dark"), QStringLiteral("Show everything in a dark palette."));
     parser.addOptions({ dbOption, confOption, clientsOption, tabOption, rowsOption, providerOption, shotOption,
-        filterShotOption, pdfOption });
+        filterShotOption, pdfOption, darkOption });
     parser.process(app);
+    if (parser.isSet(darkOption)) {
+        QApplication::setStyle(QStringLiteral("Fusion"));
+        QApplication::setPalette(darkPalette());
+    }
 
     if (unattendedMode)
         unattended::install(QCoreApplication::applicationDirPath());

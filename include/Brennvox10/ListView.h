@@ -230,7 +230,7 @@ public:
     QHeaderView *header() const;
 
 Q_SIGNALS:
-    /// The user clicked row Item.
+    /// The user clicked row Item, or reached it with the keyboard (arrows, Page keys, Home, End, Space).
     void ItemClick(Brennvox10::ListItem Item);
     /// The user clicked the header of column ColumnHeader.
     void ColumnClick(Brennvox10::ColumnHeader *ColumnHeader);

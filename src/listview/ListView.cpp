@@ -214,6 +214,11 @@ ListView::ListView(QWidget *parent)
             Q_EMIT ColumnClick(d->column(logical));
     });
     connect(header, &QHeaderView::sectionResized, d.get(), &ListViewPrivate::columnResized);
+    // A row reached with the keyboard is picked as a click picks it.
+    connect(view, &RowsView::rowPicked, this, [this](int row) {
+        if (row >= 0 && row < d->shown)
+            Q_EMIT ItemClick(d->item(d->order.at(size_t(row))));
+    });
 
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);

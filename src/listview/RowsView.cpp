@@ -3,6 +3,7 @@
 
 #include <QEvent>
 #include <QHeaderView>
+#include <QKeyEvent>
 #include <QPaintEvent>
 #include <QPainter>
 #include <QScrollBar>
@@ -218,8 +219,18 @@ void RowsView::paintEvent(QPaintEvent *event)
 {
     const int rows = rowCount();
     const int columns = m_header->count();
-    if (rows == 0 || columns == 0)
+    if (rows == 0 || columns == 0) {
+        // No row to carry the focus frame: the empty list wears it.
+        if (hasFocus()) {
+            QPainter painter(viewport());
+            QStyleOptionFocusRect frame;
+            frame.initFrom(this);
+            frame.rect = viewport()->rect();
+            frame.backgroundColor = palette().color(QPalette::Base);
+            style()->drawPrimitive(QStyle::PE_FrameFocusRect, &frame, &painter, this);
+        }
         return;
+    }
     QPainter painter(viewport());
     const QRect area = event->rect();
     const int height = rowHeight();
@@ -321,6 +332,15 @@ void RowsView::changeEvent(QEvent *event)
 QSize RowsView::viewportSizeHint() const
 {
     return QSize(m_header->length(), int(std::min<qint64>(qint64(rowCount()) * rowHeight(), 10000)));
+}
+
+void RowsView::keyPressEvent(QKeyEvent *event)
+{
+    const int before = currentIndex().row();
+    QAbstractItemView::keyPressEvent(event);
+    const QModelIndex now = currentIndex();
+    if (now.isValid() && (now.row() != before || event->key() == Qt::Key_Space))
+        Q_EMIT rowPicked(now.row());
 }
 
 void RowsView::contentsChanged()

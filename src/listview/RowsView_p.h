@@ -26,7 +26,12 @@ public:
     void scrollTo(const QModelIndex &index, ScrollHint hint = EnsureVisible) override;
     QModelIndex indexAt(const QPoint &point) const override;
 
+Q_SIGNALS:
+    // The user moved to a row with the keyboard, or pressed Space on it: picking it as a click would.
+    void rowPicked(int row);
+
 protected:
+    void keyPressEvent(QKeyEvent *event) override;
     QModelIndex moveCursor(CursorAction action, Qt::KeyboardModifiers modifiers) override;
     int horizontalOffset() const override;
     int verticalOffset() const override;

@@ -9,6 +9,7 @@
 #include <QStyle>
 #include <QStyleOptionTabWidgetFrame>
 #include <QTabBar>
+#include <QToolButton>
 #include <QVBoxLayout>
 
 #include <vector>
@@ -95,6 +96,9 @@ TabStrip::TabStrip(QWidget *parent)
     d->bar->setExpanding(false);
     d->bar->setUsesScrollButtons(true);
     d->bar->setDrawBase(true);
+    // The arrow keys already walk the tabs; the scroll buttons would be two more stops on every Tab.
+    for (QToolButton *scroll : d->bar->findChildren<QToolButton *>())
+        scroll->setFocusPolicy(Qt::NoFocus);
     connect(d->bar, &QTabBar::currentChanged, this, [this](int) {
         if (!d->quiet)
             Q_EMIT Click();

@@ -2,6 +2,7 @@
 #include "controls/list/ListControl_p.h"
 
 #include "controls/list/Cells.h"
+#include "controls/list/ListKeys.h"
 
 #include "core/Conversions.h"
 #include "core/Guard.h"
@@ -13,8 +14,11 @@
 #include <Brennvox10/clsButton.h>
 
 #include <QEvent>
+#include <QKeyEvent>
 #include <QMouseEvent>
 #include <QResizeEvent>
+#include <QStyleOptionFocusRect>
+#include <QStylePainter>
 
 #include <cmath>
 #include <functional>
@@ -31,9 +35,35 @@ public:
         , m_onClick(std::move(onClick))
     {
         setCursor(Qt::PointingHandCursor);
+        setFocusPolicy(Qt::StrongFocus);
     }
 
 protected:
+    // Space or Enter presses the label as a click does.
+    void keyPressEvent(QKeyEvent *e) override
+    {
+        if (e->modifiers() == Qt::NoModifier || e->modifiers() == Qt::KeypadModifier) {
+            if (e->key() == Qt::Key_Space || e->key() == Qt::Key_Return || e->key() == Qt::Key_Enter) {
+                e->accept();
+                m_onClick();
+                return;
+            }
+        }
+        QLabel::keyPressEvent(e);
+    }
+
+    void paintEvent(QPaintEvent *e) override
+    {
+        QLabel::paintEvent(e);
+        if (!hasFocus())
+            return;
+        QStylePainter painter(this);
+        QStyleOptionFocusRect frame;
+        frame.initFrom(this);
+        frame.backgroundColor = palette().color(backgroundRole());
+        painter.drawPrimitive(QStyle::PE_FrameFocusRect, frame);
+    }
+
     void mouseReleaseEvent(QMouseEvent *e) override
     {
         QLabel::mouseReleaseEvent(e);
@@ -120,6 +150,7 @@ ListControlPrivate::ListControlPrivate(ListControl &q, std::array<TabStrip *, 2>
     QObject::connect(ListView1, &ListView::MouseUp, &q,
         [this](qint16 b, qint16, float x, float y) { onMouseUp(b, x, y); });
     QObject::connect(ListView1, &ListView::DblClick, &q, [this] { onDblClick(); });
+    installListKeys(*this);
 }
 
 ListControlPrivate::~ListControlPrivate() = default;
