@@ -109,15 +109,15 @@ public:
 
     QStringList actionNames() const override
     {
-        return isValid() && m_list->header()->sectionsClickable() ? QStringList { pressAction() } : QStringList();
+        return isValid() && m_list->header()->sectionsClickable() ? QStringList { pressAction() }
+                                                                  : QStringList();
     }
     void doAction(const QString &name) override
     {
         // Later, as a button pressed from assistive technology clicks: the caller returns first.
         if (name == pressAction() && isValid() && m_list->header()->sectionsClickable())
-            QTimer::singleShot(0, m_list->header(), [header = m_list->header(), logical = m_logical] {
-                Q_EMIT header->sectionClicked(logical);
-            });
+            QTimer::singleShot(0, m_list->header(),
+                [header = m_list->header(), logical = m_logical] { Q_EMIT header->sectionClicked(logical); });
     }
     QStringList keyBindingsForAction(const QString &) const override { return QStringList(); }
 
@@ -175,7 +175,8 @@ public:
     }
     void *interface_cast(QAccessible::InterfaceType t) override
     {
-        return t == QAccessible::TableCellInterface ? static_cast<QAccessibleTableCellInterface *>(this) : nullptr;
+        return t == QAccessible::TableCellInterface ? static_cast<QAccessibleTableCellInterface *>(this)
+                                                    : nullptr;
     }
 
     bool isSelected() const override
@@ -185,7 +186,10 @@ public:
     }
     QList<QAccessibleInterface *> columnHeaderCells() const override;
     QList<QAccessibleInterface *> rowHeaderCells() const override { return {}; }
-    int columnIndex() const override { return isValid() ? int(shownColumns(m_list).indexOf(m_index.column())) : -1; }
+    int columnIndex() const override
+    {
+        return isValid() ? int(shownColumns(m_list).indexOf(m_index.column())) : -1;
+    }
     int rowIndex() const override { return isValid() ? m_index.row() : -1; }
     int columnExtent() const override { return 1; }
     int rowExtent() const override { return 1; }
@@ -358,10 +362,12 @@ public:
     bool selectRow(int row) override
     {
         QItemSelectionModel *selection = view()->selectionModel();
-        if (!selection || row < 0 || row >= rowCount() || view()->selectionMode() == QAbstractItemView::NoSelection)
+        if (!selection || row < 0 || row >= rowCount()
+            || view()->selectionMode() == QAbstractItemView::NoSelection)
             return false;
         // As the arrow keys do: the row becomes the current one, and the only one selected.
-        selection->setCurrentIndex(model()->index(row, view()->currentIndex().isValid() ? view()->currentIndex().column() : 0),
+        selection->setCurrentIndex(
+            model()->index(row, view()->currentIndex().isValid() ? view()->currentIndex().column() : 0),
             QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
         return true;
     }
@@ -478,12 +484,14 @@ public:
     {
         using Change = QAccessibleTableModelChangeEvent;
         const QAbstractItemModel *model = list->itemView()->model();
-        connect(model, &QAbstractItemModel::rowsInserted, this, [this](const QModelIndex &, int first, int last) {
-            send(m_list, Change::RowsInserted, first, last);
-        });
-        connect(model, &QAbstractItemModel::rowsRemoved, this, [this](const QModelIndex &, int first, int last) {
-            send(m_list, Change::RowsRemoved, first, last);
-        });
+        connect(
+            model, &QAbstractItemModel::rowsInserted, this, [this](const QModelIndex &, int first, int last) {
+                send(m_list, Change::RowsInserted, first, last);
+            });
+        connect(
+            model, &QAbstractItemModel::rowsRemoved, this, [this](const QModelIndex &, int first, int last) {
+                send(m_list, Change::RowsRemoved, first, last);
+            });
         connect(model, &QAbstractItemModel::dataChanged, this,
             [this](const QModelIndex &topLeft, const QModelIndex &bottomRight) {
                 send(m_list, Change::DataChanged, topLeft.row(), bottomRight.row());

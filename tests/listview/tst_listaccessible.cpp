@@ -64,12 +64,15 @@ void fill(ListView &list)
     list.ColumnHeaders().Add(QStringLiteral("nom"), QStringLiteral("Nombre"), 1800);
     list.ColumnHeaders().Add(QStringLiteral("imp"), QStringLiteral("Importe"), 1200, 1);
     list.ColumnHeaders().Add(QStringLiteral("key"), QStringLiteral("Clave"), 0);
-    const char *rows[][3] = { { "3", "Pera", "" }, { "1", "manzana", "12.5" }, { "4", "Uva", "7" }, { "2", "Kiwi", "0.25" } };
+    const char *rows[][3]
+        = { { "3", "Pera", "" }, { "1", "manzana", "12.5" }, { "4", "Uva", "7" }, { "2", "Kiwi", "0.25" } };
     for (int r = 0; r < 4; ++r) {
-        const ListItem item = list.ListItems().Add(QStringLiteral("T%1").arg(r + 1), QString::fromUtf8(rows[r][0]));
+        const ListItem item
+            = list.ListItems().Add(QStringLiteral("T%1").arg(r + 1), QString::fromUtf8(rows[r][0]));
         item.setSubItems(1, QString::fromUtf8(rows[r][1]));
         if (*rows[r][2])
-            item.setSubItems(2, CellValue::fromReal(QByteArray(rows[r][2]).toDouble(), CellValue::Style::Money));
+            item.setSubItems(
+                2, CellValue::fromReal(QByteArray(rows[r][2]).toDouble(), CellValue::Style::Money));
         item.setSubItems(3, QStringLiteral("k%1").arg(r + 1));
     }
 }
@@ -114,20 +117,24 @@ private Q_SLOTS:
     void table_data()
     {
         columns<Action, QStringList>("action", "expected");
-        const auto none = [](ListView &) { };
-        QTest::newRow("as loaded") << Action(none)
-                                   << QStringList { "3|Pera|", "1|manzana|12,50", "4|Uva|7,00", "2|Kiwi|0,25" };
+        const auto none = [](ListView &) {};
+        QTest::newRow("as loaded") << Action(
+            none) << QStringList { "3|Pera|", "1|manzana|12,50", "4|Uva|7,00", "2|Kiwi|0,25" };
         QTest::newRow("header sort, descending") << Action([](ListView &l) {
             l.setSortKey(1);
             l.setSortOrder(1);
             l.setSorted(true);
         }) << QStringList { "4|Uva|7,00", "3|Pera|", "1|manzana|12,50", "2|Kiwi|0,25" };
-        QTest::newRow("row added") << Action([](ListView &l) { l.ListItems().Add(QStringLiteral("T9"), QStringLiteral("9")); })
-                                   << QStringList { "3|Pera|", "1|manzana|12,50", "4|Uva|7,00", "2|Kiwi|0,25", "9||" };
-        QTest::newRow("row removed") << Action([](ListView &l) { l.ListItems().Remove(QStringLiteral("T2")); })
-                                     << QStringList { "3|Pera|", "4|Uva|7,00", "2|Kiwi|0,25" };
+        QTest::newRow("row added") << Action([](ListView &l) {
+            l.ListItems().Add(QStringLiteral("T9"), QStringLiteral("9"));
+        }) << QStringList { "3|Pera|", "1|manzana|12,50", "4|Uva|7,00", "2|Kiwi|0,25", "9||" };
+        QTest::newRow("row removed") << Action([](ListView &l) {
+            l.ListItems().Remove(QStringLiteral("T2"));
+        }) << QStringList { "3|Pera|", "4|Uva|7,00", "2|Kiwi|0,25" };
         QTest::newRow("cell updated") << Action([](ListView &l) {
-            l.ListItems().Item(QStringLiteral("T3")).setSubItems(2, CellValue::fromReal(1234.5, CellValue::Style::Money));
+            l.ListItems()
+                .Item(QStringLiteral("T3"))
+                .setSubItems(2, CellValue::fromReal(1234.5, CellValue::Style::Money));
         }) << QStringList { "3|Pera|", "1|manzana|12,50", "4|Uva|1.234,50", "2|Kiwi|0,25" };
         QTest::newRow("sorted, updated row moves") << Action([](ListView &l) {
             l.setSortKey(0);
@@ -251,8 +258,9 @@ private Q_SLOTS:
         const auto notice = [](QAccessible::Event type, int child) {
             return QStringLiteral("%1:%2").arg(int(type), 0, 16).arg(child);
         };
-        QCOMPARE(seen, (QStringList { notice(QAccessible::SelectionRemove, child - 3),
-                           notice(QAccessible::SelectionAdd, child), notice(QAccessible::Focus, child) }));
+        QCOMPARE(seen,
+            (QStringList { notice(QAccessible::SelectionRemove, child - 3),
+                notice(QAccessible::SelectionAdd, child), notice(QAccessible::Focus, child) }));
     }
 
     // Pressing a header cell is a click on that column's header.
@@ -262,7 +270,8 @@ private Q_SLOTS:
         fill(list);
         QSignalSpy clicks(&list, &ListView::ColumnClick);
         QAccessibleInterface *header = QAccessible::queryAccessibleInterface(&list)->child(1);
-        QCOMPARE(header->actionInterface()->actionNames(), QStringList { QAccessibleActionInterface::pressAction() });
+        QCOMPARE(header->actionInterface()->actionNames(),
+            QStringList { QAccessibleActionInterface::pressAction() });
         header->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
         QTRY_COMPARE(clicks.size(), 1);
         QCOMPARE(clicks[0][0].value<ColumnHeader *>()->Key(), QStringLiteral("nom"));
