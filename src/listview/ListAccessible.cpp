@@ -209,13 +209,14 @@ class ListTable : public QAccessibleWidget, public QAccessibleTableInterface {
 public:
     explicit ListTable(ListView *list)
         : QAccessibleWidget(list, QAccessible::Table)
+        , m_key(list)
     {
-        s_tables.insert(list, this);
+        s_tables.insert(m_key, this);
     }
 
     ~ListTable() override
     {
-        s_tables.remove(object());
+        s_tables.remove(m_key);
         forget();
     }
 
@@ -423,6 +424,7 @@ private:
         m_children.clear();
     }
 
+    const QObject *m_key;
     // Only the children asked for, by child number.
     mutable QHash<int, QAccessible::Id> m_children;
 };
