@@ -366,10 +366,13 @@ public:
         if (!selection || row < 0 || row >= rowCount()
             || view()->selectionMode() == QAbstractItemView::NoSelection)
             return false;
-        // As the arrow keys do: the row becomes the current one, and the only one selected.
+        // As a click does: the row becomes the current one and the only one selected, and the list
+        // reports the row clicked, so that a host's choice of row follows.
         selection->setCurrentIndex(
             model()->index(row, view()->currentIndex().isValid() ? view()->currentIndex().column() : 0),
             QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+        ListView *list = this->list();
+        Q_EMIT list->ItemClick(list->ListItems().Item(row + 1));
         return true;
     }
     bool selectColumn(int) override { return false; }

@@ -186,7 +186,7 @@ private Q_SLOTS:
     }
 
     // The selected row and the focused cell follow the user's keys, and selecting a row from assistive
-    // technology moves the current row as the arrow keys do.
+    // technology is a click on it.
     void selectionAndFocus()
     {
         ListView list;
@@ -206,9 +206,12 @@ private Q_SLOTS:
         QVERIFY(focused->state().focused && focused->state().selected);
         QCOMPARE(focused->text(QAccessible::Name), list.ListItems().Item(row + 1).Text());
 
+        QSignalSpy clicks(&list, &ListView::ItemClick);
         QVERIFY(table->selectRow(3));
         QCOMPARE(list.itemView()->currentIndex().row(), 3);
         QCOMPARE(table->selectedRows(), QList<int> { 3 });
+        QCOMPARE(clicks.size(), 1);
+        QCOMPARE(clicks[0][0].value<ListItem>().Key(), QStringLiteral("T4"));
     }
 
     // Notices of a batch of rows added (one, whatever its length), of a row removed, and of the user's
