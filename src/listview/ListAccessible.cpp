@@ -50,10 +50,6 @@ QRect globalRect(const QWidget *widget, const QRect &local)
     return QRect(widget->mapToGlobal(local.topLeft()), local.size());
 }
 
-class ListTable;
-
-ListTable *tableOf(ListView *list);
-
 // One column's header: its caption, and pressing it is a click on it (the list sorts by it).
 class HeaderCell : public QAccessibleInterface, public QAccessibleActionInterface {
 public:
