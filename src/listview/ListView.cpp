@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "widgets/Keyed_p.h"
+#include "listview/ListAccessible_p.h"
 #include "listview/ListView_p.h"
 #include "listview/KeyHint.h"
 #include "widgets/Twips.h"
@@ -226,6 +227,7 @@ ListView::ListView(QWidget *parent)
     layout->addWidget(view);
     setFocusProxy(view);
     view->viewport()->installEventFilter(d.get());
+    accessible::attach(this);
 }
 
 ListView::~ListView()

@@ -21,6 +21,7 @@
 
 #include <QCheckBox>
 #include <QComboBox>
+#include <QLabel>
 #include <QFrame>
 #include <QIcon>
 #include <QLineEdit>
@@ -135,6 +136,17 @@ QComboBox *makeValueBox(QWidget *parent, ValueListModel *values, int number)
     return box;
 }
 
+// Names an input for assistive technology by the text the user reads beside it. Besides the name, a
+// label that is never shown takes the input as its buddy: a desktop's screen reader names a list box
+// by the label that points at it, and reads the box's own name as its value.
+void nameInput(QWidget *input, const QString &text)
+{
+    input->setAccessibleName(text);
+    auto *label = new QLabel(text, input->parentWidget());
+    label->setBuddy(input);
+    label->hide();
+}
+
 QToolButton *makeButton(QWidget *parent, const char *name, const QString &caption, const QString &icon)
 {
     auto *b = new QToolButton(parent);
@@ -224,8 +236,12 @@ void ctlFilterPrivate::buildPage(int index)
         TabStrip1->ClientHeight());
     p.frame->raise();
 
+    // The page and its field list go by their tab's caption, the only text that names them.
+    const QString page = TabStrip1->Tabs().Item(index + 1)->Caption();
+    p.frame->setAccessibleName(page);
     p.field = new QComboBox(p.frame);
     p.field->setObjectName(nameOf("Filtro", index + 1));
+    nameInput(p.field, page);
     place(p.field, at.field, ListHeight);
 
     p.values = new ValueListModel(p.frame);
@@ -259,6 +275,10 @@ void ctlFilterPrivate::buildCondition(Page &p, int index, int c)
 
     p.date[k] = new DatePicker(p.frame);
     p.date[k]->setObjectName(nameOf("DTPicker", n));
+    // A condition's inputs have no label of their own: its check box's caption names them.
+    for (QWidget *input : { static_cast<QWidget *>(p.op[k]), static_cast<QWidget *>(p.value[k]),
+             static_cast<QWidget *>(p.date[k]) })
+        nameInput(input, p.check[k]->text());
     twips::setRect(p.date[k], value.left, value.top, PickerWidth, PickerHeight);
     p.date[k]->hide();
 }

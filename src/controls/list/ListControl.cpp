@@ -7,6 +7,7 @@
 #include "core/Conversions.h"
 #include "core/Guard.h"
 
+#include "widgets/LabelButton_p.h"
 #include "widgets/Twips.h"
 #include <Brennvox10/Dispatch.h>
 #include <Brennvox10/Failure.h>
@@ -129,6 +130,8 @@ ListControlPrivate::ListControlPrivate(ListControl &q, std::array<TabStrip *, 2>
     Label1->setObjectName(QStringLiteral("Label1"));
     Label2->setObjectName(QStringLiteral("Label2"));
     ctlMenu1->setObjectName(QStringLiteral("ctlMenu1"));
+    accessible::offerAsButton(Label1);
+    accessible::offerAsButton(Label2);
     twips::setRect(Label1, 60, 45, 1485, 195);
     twips::setRect(Label2, 1965, 60, 990, 210);
     QFont small = Picture1->font();
