@@ -13,7 +13,7 @@ packages=(cmake ninja-build g++ pkg-config ccache
           qt6-base-dev qt6-base-dev-tools libqt6sql6-sqlite qt6-tools-dev libgl-dev
           libsqlite3-dev libpugixml-dev dpkg-dev file poppler-utils clang libclang-rt-14-dev
           libpq-dev postgresql-15 mdbtools-dev libmdb3 mdbtools doxygen abigail-tools
-          xvfb xauth)
+          xvfb xauth dbus-daemon at-spi2-core)
 
 missing=()
 for p in "${packages[@]}"; do
