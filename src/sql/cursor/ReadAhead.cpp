@@ -213,6 +213,9 @@ private:
         m_spare.pop_back();
         batch->cells.clear();
         batch->bytes.clear();
+        // A batch that once held a huge value does not keep its memory for the rest of the load.
+        if (batch->bytes.capacity() > 8 * batchBytes)
+            batch->bytes.shrink_to_fit();
         batch->rows = 0;
         return batch;
     }
