@@ -327,7 +327,6 @@ private Q_SLOTS:
     {
         frmdlgFilter *form = frmdlgFilter::Load();
         QCOMPARE(frmdlgFilter::Load(), form);
-        QCOMPARE(form->windowTitle(), QStringLiteral("Filtro"));
         QCOMPARE(form->size(), QSize(343, 195)); // 5145 x 2925 twips
         QCOMPARE(twipsGeometry(form->ctlFilter1()), QRectF(75, 120, 4995, 2715));
         show(*form->ctlFilter1());
