@@ -185,12 +185,6 @@ private Q_SLOTS:
         QTEST(failure.number(), "failure");
         QTEST(value, "expected");
     }
-
-    void plainDigitsPattern()
-    {
-        QCOMPARE((QStringList { formatPlainDigits(250), formatPlainDigits(0), formatPlainDigits(1234567) }),
-            (QStringList { "250", "", "1234567" }));
-    }
 };
 
 QTEST_GUILESS_MAIN(tst_XmlHelper)

@@ -327,10 +327,8 @@ private Q_SLOTS:
     {
         frmdlgFilter *form = frmdlgFilter::Load();
         QCOMPARE(frmdlgFilter::Load(), form);
-        QCOMPARE(form->windowTitle(), QStringLiteral("Filtro"));
         QCOMPARE(form->size(), QSize(343, 195)); // 5145 x 2925 twips
         QCOMPARE(twipsGeometry(form->ctlFilter1()), QRectF(75, 120, 4995, 2715));
-        QCOMPARE(form->ctlFilter1()->objectName(), QStringLiteral("ctlFilter1"));
         show(*form->ctlFilter1());
         reports->reports.clear(); // its value lists fail without a connection, which is not the point here
         frmdlgFilter::Unload();

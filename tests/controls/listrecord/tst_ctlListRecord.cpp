@@ -414,6 +414,9 @@ private Q_SLOTS:
         QTest::newRow("typed with zeros") << "0050" << "0050" << 3 << "50" << none;
         QTest::newRow("half to even") << "2,5" << "2,5" << 2 << "2" << none;
         QTest::newRow("not a number") << "abc" << "1000" << 3 << "1000" << none;
+        // Saved as plain digits: no grouping, and nothing for 0.
+        QTest::newRow("millions") << "1234567" << "1234567" << 3 << "1234567" << none;
+        QTest::newRow("zero") << "0" << "0" << 0 << "" << none;
         // Refused and reported: the other program's file stays exactly as it wrote it.
         QTest::newRow("replaced during the save") << "250" << "250" << 3 << "" << Setup { .key = "k" }.text().toUtf8();
         // clang-format on

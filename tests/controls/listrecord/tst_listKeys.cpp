@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
-// The record list without a mouse: the tab order, a command reached by keyboard alone, the list's
-// keys for the mouse's gestures, and the status strip's labels pressed from the keyboard.
+// The record list without a mouse: the tab order, a tab and a command reached by keyboard alone, the
+// list's keys for the mouse's gestures, and the status strip's labels pressed from the keyboard.
 
 #include "support/Fixtures.h"
+#include "support/Rows.h"
 #include "support/Scripted.h"
 
 #include <Brennvox10/Brennvox10.h>
@@ -98,22 +99,29 @@ private Q_SLOTS:
                 "cmdButtom(3)", "cmdButtom(4)", "cmdButtom(5)", "cmdButtom(6)", "Label1", "Label2",
                 "ctlTabStrip(0)" }));
 
+        const auto press = [](Qt::Key key, int times = 1, Qt::KeyboardModifiers modifiers = {}) {
+            while (times--)
+                QTest::keyClick(QApplication::focusWidget(), key, modifiers);
+            return focusName();
+        };
         // Focus the list, arrow to the second row, Tab to the command bar, Space on "Eliminar".
         QStringList events;
         connect(c.get(), &ctlListRecord::cmdDel, this, [&](QString &item) { events << "Del:" + item; });
-        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab, Qt::ShiftModifier);
-        QCOMPARE(focusName(), QStringLiteral("Label2"));
-        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
-        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
-        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
-        QCOMPARE(focusName(), QStringLiteral("ListView1"));
-        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Down);
+        QCOMPARE(press(Qt::Key_Tab, 1, Qt::ShiftModifier), QStringLiteral("Label2"));
+        QCOMPARE(press(Qt::Key_Tab, 3), QStringLiteral("ListView1"));
+        press(Qt::Key_Down);
         QCOMPARE(c->lrSelectedKey(), QStringLiteral("3"));
-        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
-        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
-        QCOMPARE(focusName(), QStringLiteral("cmdButtom(2)"));
-        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Space);
+        QCOMPARE(press(Qt::Key_Tab, 2), QStringLiteral("cmdButtom(2)"));
+        press(Qt::Key_Space);
         QCOMPARE(events, QStringList { "Del:3" });
+
+        // An arrow key on a tab strip chooses the tab beside, and the list loads for it as after a click.
+        QCOMPARE(press(Qt::Key_Tab, 4, Qt::ShiftModifier), QStringLiteral("ctlTabStrip(0)"));
+        press(Qt::Key_Right);
+        QCOMPARE(c->lrTabFilter(0), QStringLiteral("id like '3'"));
+        QCOMPARE(c->ActiveListView()->ListItems().Count(), 1);
+        press(Qt::Key_Left);
+        QCOMPARE(c->ActiveListView()->ListItems().Count(), 3);
     }
 
     void emptyListShowsTheFocus()
@@ -130,25 +138,11 @@ private Q_SLOTS:
         QVERIFY(view->grab().toImage() != unfocused);
     }
 
-    // An arrow key on a tab strip chooses the tab beside, and the list loads for it as after a click.
-    void tabStripByArrowKeys()
-    {
-        auto c = shownList();
-        QTabBar *bar = c->findChild<TabStrip *>(QStringLiteral("ctlTabStrip(0)"))->tabBar();
-        bar->setFocus(Qt::TabFocusReason);
-        QTest::keyClick(bar, Qt::Key_Right);
-        QCOMPARE(c->lrTabFilter(0), QStringLiteral("id like '3'"));
-        QCOMPARE(c->ActiveListView()->ListItems().Count(), 1);
-        QTest::keyClick(bar, Qt::Key_Left);
-        QCOMPARE(c->ActiveListView()->ListItems().Count(), 3);
-    }
-
     // Each key on the list's second row (key 3) does what its mouse gesture does there.
     void keysOnARow_data()
     {
-        QTest::addColumn<int>("key");
-        QTest::addColumn<int>("modifiers");
-        QTest::addColumn<QString>("seen"); // events raised, then the selected key, then the first row shown
+        // The events raised, then the selected key, then the first row shown.
+        columns<int, int, QString>("key", "modifiers", "seen");
         const int none = Qt::NoModifier;
         const int ctrl = Qt::ControlModifier;
         QTest::newRow("Menu") << int(Qt::Key_Menu) << none << "Menu||A-7";
@@ -169,24 +163,20 @@ private Q_SLOTS:
         QFETCH(int, modifiers);
         auto c = shownList();
         QStringList events;
-        connect(
-            c.get(), &ctlListRecord::ClickMenuContextual, this, [&] { events << QStringLiteral("Menu"); });
+        connect(c.get(), &ctlListRecord::ClickMenuContextual, this, [&] { events << QStringLiteral("Menu"); });
         connect(c.get(), &ctlListRecord::cmdOpen, this, [&](QString &item) { events << "Open:" + item; });
         QAbstractItemView *view = c->ActiveListView()->itemView();
         view->setFocus(Qt::TabFocusReason);
         view->setCurrentIndex(view->model()->index(1, 0));
         QTest::keyClick(view, Qt::Key(key), Qt::KeyboardModifiers(modifiers));
         QCoreApplication::processEvents();
-        QTEST(
-            events.join(',') + '|' + c->lrSelectedKey() + '|' + view->model()->index(0, 0).data().toString(),
-            "seen");
+        QTEST(events.join(',') + '|' + c->lrSelectedKey() + '|' + view->model()->index(0, 0).data().toString(), "seen");
     }
 
     // Space, Return or keypad Enter on a label does what its click does.
     void labelsPressedByKeyboard_data()
     {
-        QTest::addColumn<QString>("label");
-        QTest::addColumn<int>("key");
+        columns<QString, int>("label", "key");
         for (const char *label : { "Label1", "Label2" }) {
             QTest::addRow("%s Space", label) << label << int(Qt::Key_Space);
             QTest::addRow("%s Return", label) << label << int(Qt::Key_Return);
@@ -211,8 +201,7 @@ private Q_SLOTS:
         QWidget *w = c->findChild<QWidget *>(label);
         w->setFocus(Qt::TabFocusReason);
         QTest::keyClick(w, Qt::Key(key), key == Qt::Key_Enter ? Qt::KeypadModifier : Qt::NoModifier);
-        QCOMPARE(
-            ui->prompts, label == "Label1" ? QStringList { "Ingrese nueva configuracion: " } : QStringList());
+        QCOMPARE(ui->prompts, label == "Label1" ? QStringList { "Ingrese nueva configuracion: " } : QStringList());
         QCOMPARE(dialog, label == "Label2");
     }
 };

@@ -124,7 +124,8 @@ private Q_SLOTS:
     }
 
     // Only the tables a text names are copied from the file, and a name in a string or a comment
-    // names nothing.
+    // names nothing. The cached image grows by the tables a later text names, and an unchanged file
+    // is not read again for a text it already covers.
     void tablesCopied_data()
     {
         columns<QString, QStringList>("sql", "tables");
@@ -141,21 +142,11 @@ private Q_SLOTS:
         const QString file = fixture(QStringLiteral("jet4-types.mdb"));
         QVERIFY2(QFileInfo::exists(file), qPrintable(file));
         clearImageCache();
-        QCOMPARE(tablesOf(*imageFor(file, QString(), sql)), tables);
-    }
-
-    // The cached image grows by the tables a later text names, and an unchanged file is not read
-    // again for a text it already covers.
-    void imageCached()
-    {
-        const QString file = fixture(QStringLiteral("jet4-types.mdb"));
-        QVERIFY2(QFileInfo::exists(file), qPrintable(file));
-        clearImageCache();
-        const auto empty = imageFor(file, QString(), QStringLiteral("select 1"));
-        QVERIFY(tablesOf(*empty).isEmpty());
-        const auto loaded = imageFor(file, QString(), QStringLiteral("select * from Table1"));
-        QCOMPARE(tablesOf(*loaded), QStringList { QStringLiteral("Table1") });
-        QCOMPARE(imageFor(file, QString(), QStringLiteral("select 2 from Table1")), loaded);
+        QVERIFY(tablesOf(*imageFor(file, QString(), QStringLiteral("select 1"))).isEmpty());
+        const auto image = imageFor(file, QString(), sql);
+        QCOMPARE(tablesOf(*image), tables);
+        // Another text naming the same tables.
+        QCOMPARE(imageFor(file, QString(), "select 2" + QString(tables.isEmpty() ? "" : " from ") + tables.join(u',')), image);
     }
 
     // Each type as the image stores it: the column's storage class and SQLite's text of the value.
