@@ -122,6 +122,10 @@ private Q_SLOTS:
         QCOMPARE(c->ActiveListView()->ListItems().Count(), 1);
         press(Qt::Key_Left);
         QCOMPARE(c->ActiveListView()->ListItems().Count(), 3);
+        // The list reloaded meanwhile takes the arrow keys as the first time.
+        QCOMPARE(press(Qt::Key_Tab, 2), QStringLiteral("ListView1"));
+        press(Qt::Key_Down);
+        QCOMPARE(c->lrSelectedKey(), QStringLiteral("3"));
     }
 
     void emptyListShowsTheFocus()
