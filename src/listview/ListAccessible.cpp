@@ -50,16 +50,14 @@ QRect globalRect(const QWidget *widget, const QRect &local)
     return QRect(widget->mapToGlobal(local.topLeft()), local.size());
 }
 
-// One column's header: its caption, and pressing it is a click on it (the list sorts by it).
-class HeaderCell : public QAccessibleInterface, public QAccessibleActionInterface {
+// A part of the table with no children of its own: a header cell or a cell.
+class Leaf : public QAccessibleInterface {
 public:
-    HeaderCell(ListView *list, int logical)
+    explicit Leaf(ListView *list)
         : m_list(list)
-        , m_logical(logical)
     {
     }
 
-    bool isValid() const override { return m_list && m_logical < m_list->header()->count(); }
     QObject *object() const override { return nullptr; }
     QWindow *window() const override { return m_list ? m_list->window()->windowHandle() : nullptr; }
     QAccessibleInterface *parent() const override { return QAccessible::queryAccessibleInterface(m_list); }
@@ -67,6 +65,22 @@ public:
     QAccessibleInterface *childAt(int, int) const override { return nullptr; }
     int childCount() const override { return 0; }
     int indexOfChild(const QAccessibleInterface *) const override { return -1; }
+    void setText(QAccessible::Text, const QString &) override { }
+
+protected:
+    QPointer<ListView> m_list;
+};
+
+// One column's header: its caption, and pressing it is a click on it (the list sorts by it).
+class HeaderCell : public Leaf, public QAccessibleActionInterface {
+public:
+    HeaderCell(ListView *list, int logical)
+        : Leaf(list)
+        , m_logical(logical)
+    {
+    }
+
+    bool isValid() const override { return m_list && m_logical < m_list->header()->count(); }
     QString text(QAccessible::Text t) const override
     {
         if (!isValid() || (t != QAccessible::Name && t != QAccessible::Description))
@@ -75,7 +89,6 @@ public:
             ? m_list->itemView()->model()->headerData(m_logical, Qt::Horizontal).toString()
             : QString();
     }
-    void setText(QAccessible::Text, const QString &) override { }
     QRect rect() const override
     {
         if (!isValid())
@@ -120,32 +133,23 @@ public:
     int logical() const { return m_logical; }
 
 private:
-    QPointer<ListView> m_list;
     int m_logical;
 };
 
 // One cell of a shown row, as painted. It follows its row through insertions, removals and moves.
-class Cell : public QAccessibleInterface, public QAccessibleTableCellInterface {
+class Cell : public Leaf, public QAccessibleTableCellInterface {
 public:
     Cell(ListView *list, const QModelIndex &index)
-        : m_list(list)
+        : Leaf(list)
         , m_index(index)
     {
     }
 
     bool isValid() const override { return m_list && m_index.isValid(); }
-    QObject *object() const override { return nullptr; }
-    QWindow *window() const override { return m_list ? m_list->window()->windowHandle() : nullptr; }
-    QAccessibleInterface *parent() const override { return QAccessible::queryAccessibleInterface(m_list); }
-    QAccessibleInterface *child(int) const override { return nullptr; }
-    QAccessibleInterface *childAt(int, int) const override { return nullptr; }
-    int childCount() const override { return 0; }
-    int indexOfChild(const QAccessibleInterface *) const override { return -1; }
     QString text(QAccessible::Text t) const override
     {
         return isValid() && t == QAccessible::Name ? m_index.data(Qt::DisplayRole).toString() : QString();
     }
-    void setText(QAccessible::Text, const QString &) override { }
     QRect rect() const override
     {
         if (!isValid())
@@ -194,7 +198,6 @@ public:
     const QPersistentModelIndex &index() const { return m_index; }
 
 private:
-    QPointer<ListView> m_list;
     // Kept up to date by the model as rows come and go, for the few cells asked for.
     QPersistentModelIndex m_index;
 };
