@@ -45,27 +45,39 @@ QString fieldText(const data::Field &field)
     return cellText(cellFor(field, false));
 }
 
-QByteArrayView itemKeyFor(const data::Field &field, QByteArray &buffer)
+namespace {
+
+// The prefix, then the key's own bytes: its text, or a whole number's digits.
+QByteArrayView keyOfText(QByteArrayView text, QByteArray &buffer)
 {
     buffer.resize(1);
     buffer[0] = ItemKeyPrefix;
+    buffer.append(text.data(), text.size());
+    return buffer;
+}
+
+QByteArrayView keyOfInteger(qint64 value, QByteArray &buffer)
+{
+    char digits[24];
+    const auto end = std::to_chars(digits, digits + sizeof digits, value).ptr;
+    return keyOfText(QByteArrayView(digits, end - digits), buffer);
+}
+
+} // namespace
+
+QByteArrayView itemKeyFor(const data::Field &field, QByteArray &buffer)
+{
     if (field.isNull())
-        return buffer;
+        return keyOfText({}, buffer);
     const int type = field.Type();
     if (field.storage() == Storage::Text && type != data::AdoType::Date && type != data::AdoType::Currency
-        && type != data::AdoType::Boolean && type != Binary) {
-        const QByteArrayView text = field.utf8();
-        buffer.append(text.data(), text.size());
-    } else if (field.storage() == Storage::Integer
+        && type != data::AdoType::Boolean && type != Binary)
+        return keyOfText(field.utf8(), buffer);
+    if (field.storage() == Storage::Integer
         && (type == data::AdoType::Integer || type == data::AdoType::BigInt || type == data::AdoType::SmallInt
-            || type == data::AdoType::Text)) {
-        char digits[24];
-        const auto end = std::to_chars(digits, digits + sizeof digits, field.asInt64()).ptr;
-        buffer.append(digits, end - digits);
-    } else {
-        buffer.append(cellText(cellFor(field, false)).toUtf8());
-    }
-    return buffer;
+            || type == data::AdoType::Text))
+        return keyOfInteger(field.asInt64(), buffer);
+    return keyOfText(cellText(cellFor(field, false)).toUtf8(), buffer);
 }
 
 QByteArrayView itemKeyAhead(const data::Recordset &rs, int rows, int keyIndex, QByteArray &buffer)
@@ -75,18 +87,11 @@ QByteArrayView itemKeyAhead(const data::Recordset &rs, int rows, int keyIndex, Q
     QByteArrayView text;
     if (keyIndex < 0 || !rs.peek(rows, keyIndex, storage, integer, text))
         return {};
-    buffer.resize(1);
-    buffer[0] = ItemKeyPrefix;
-    if (storage == Storage::Text) {
-        buffer.append(text.data(), text.size());
-    } else if (storage == Storage::Integer) {
-        char digits[24];
-        const auto end = std::to_chars(digits, digits + sizeof digits, integer).ptr;
-        buffer.append(digits, end - digits);
-    } else {
-        return {};
-    }
-    return buffer;
+    if (storage == Storage::Text)
+        return keyOfText(text, buffer);
+    if (storage == Storage::Integer)
+        return keyOfInteger(integer, buffer);
+    return {};
 }
 
 } // namespace Brennvox10

@@ -367,10 +367,8 @@ void RecordList::fillList(Guard &g, data::Recordset &rs)
     QByteArray hintBuffer;
     hintBuffer.reserve(64);
 
-    qint32 n = 1;
+    // The recordset itself ends at the line limit.
     forEachRow(g, rs, [&] {
-        if (n > m_maxLines)
-            return false;
         prefetchKey(items, itemKeyAhead(rs, KeyLookahead, keyIndex, hintBuffer));
         ListItem item;
         g.step([&] {
@@ -388,7 +386,6 @@ void RecordList::fillList(Guard &g, data::Recordset &rs)
                 });
             }
         }
-        ++n;
         return true;
     });
 }
