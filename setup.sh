@@ -57,7 +57,7 @@ case "$what" in
         -DBRENNVOX10_BUILD_BENCH=OFF -DBRENNVOX10_BUILD_DESIGNER=OFF -DBRENNVOX10_BUILD_DOCS=OFF \
         -DCMAKE_CXX_FLAGS="$ts" -DCMAKE_EXE_LINKER_FLAGS="$ts" -DCMAKE_SHARED_LINKER_FLAGS="$ts" >/dev/null
       cmake --build "$build-tsan" --target tst_readAhead
-      TSAN_OPTIONS="halt_on_error=1" ctest --test-dir "$build-tsan" --output-on-failure -R '^tst_readAhead$'
+      TSAN_OPTIONS="halt_on_error=1 suppressions=$PWD/tests/support/tsan.supp" ctest --test-dir "$build-tsan" --output-on-failure -R '^tst_readAhead$'
     fi
     # What reads outside input, against libFuzzer for FUZZ_SECONDS each (0 skips), from the seeds in
     # fuzz/corpus; what it finds new goes to a scratch folder, a crash stops the run.
