@@ -121,15 +121,30 @@ void appendCopyValue(QByteArray &out, sqlite3_stmt *row, int column)
     }
 }
 
-// The parent of a process, from /proc/<pid>/stat ("pid (name) state ppid ..."); -1 when gone.
-qint64 parentOf(const QString &pid)
+// The fields of /proc/<pid>/stat after the name ("pid (name) state ppid ..."): state is [0],
+// ppid [1], utime [11], stime [12], cutime [13], cstime [14]; empty when the process is gone.
+QList<QByteArray> statOf(const QString &pid)
 {
     QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
     if (!stat.open(QIODevice::ReadOnly))
-        return -1;
+        return {};
     const QByteArray text = stat.readAll();
-    const QList<QByteArray> after = text.mid(text.lastIndexOf(')') + 2).split(' ');
-    return after.size() > 1 ? after[1].toLongLong() : -1;
+    return text.mid(text.lastIndexOf(')') + 2).split(' ');
+}
+
+qint64 parentOf(const QString &pid)
+{
+    const QList<QByteArray> fields = statOf(pid);
+    return fields.size() > 1 ? fields[1].toLongLong() : -1;
+}
+
+// Clock ticks as ms, summed over the given fields.
+double ticksMs(const QList<QByteArray> &fields, std::initializer_list<int> which)
+{
+    double ticks = 0;
+    for (const int i : which)
+        ticks += i < fields.size() ? fields[i].toDouble() : 0;
+    return ticks * 1000.0 / double(sysconf(_SC_CLK_TCK));
 }
 
 } // namespace
@@ -155,6 +170,27 @@ bool LocalServer::pause()
             m_paused.push_back(pid.toLongLong());
     }
     return true;
+}
+
+double LocalServer::cpuMs() const
+{
+    QFile pidFile(m_dir ? m_dir->filePath(QStringLiteral("data/postmaster.pid")) : QString());
+    if (!m_running || !pidFile.open(QIODevice::ReadOnly))
+        return -1;
+    const QString postmaster = QString::fromLatin1(pidFile.readLine().trimmed());
+    // A child that ends while its siblings are read moves its time from its own entry (kept while
+    // it is a zombie) to the postmaster's; read again until that did not happen in between.
+    for (;;) {
+        const double ended = ticksMs(statOf(postmaster), { 13, 14 });
+        double total = ticksMs(statOf(postmaster), { 11, 12 });
+        for (const QString &pid : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
+            const QList<QByteArray> fields = statOf(pid);
+            if (fields.size() > 12 && fields[1] == postmaster.toLatin1())
+                total += ticksMs(fields, { 11, 12 });
+        }
+        if (ticksMs(statOf(postmaster), { 13, 14 }) == ended)
+            return total + ended;
+    }
 }
 
 struct LocalServer::Paused::Watchdog {

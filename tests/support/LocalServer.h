@@ -69,6 +69,11 @@ public:
     // Creates database and copies every table of the SQLite file into it.
     bool copySqlite(const QString &sqlitePath, const QString &database);
 
+    // Processor time the server has used so far, in ms: the postmaster, the processes it runs now
+    // and those that ended. The difference over a run is what the run cost the server; -1 when
+    // it cannot be read.
+    double cpuMs() const;
+
     QString folder() const { return m_dir ? m_dir->path() : QString(); }
     QString error() const { return m_error; }
 
