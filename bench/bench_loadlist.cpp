@@ -135,10 +135,11 @@ void showEmpty(QWidget *window, QWidget *viewport)
 // Processor times over a timed part: this process's and, when there is one, the server's.
 class CpuWatch {
 public:
+    // The server's reading walks /proc, so it comes first, outside this process's count.
     explicit CpuWatch(const LocalServer *server = nullptr)
         : m_server(server)
-        , m_cpu(bench::processCpuMs())
         , m_serverCpu(server ? server->cpuMs() : -1)
+        , m_cpu(bench::processCpuMs())
     {
     }
     void into(bench::Measure &m) const
@@ -150,7 +151,7 @@ public:
 
 private:
     const LocalServer *m_server;
-    double m_cpu, m_serverCpu;
+    double m_serverCpu, m_cpu;
 };
 
 // Runs a load between two heap readings; the returned keeper holds the result alive until the
