@@ -180,16 +180,17 @@ double LocalServer::cpuMs() const
     const QString postmaster = QString::fromLatin1(pidFile.readLine().trimmed());
     // A child that ends while its siblings are read moves its time from its own entry (kept while
     // it is a zombie) to the postmaster's; read again until that did not happen in between.
+    const QByteArray parent = postmaster.toLatin1();
     for (;;) {
-        const double ended = ticksMs(statOf(postmaster), { 13, 14 });
-        double total = ticksMs(statOf(postmaster), { 11, 12 });
+        const QList<QByteArray> own = statOf(postmaster);
+        double total = ticksMs(own, { 11, 12, 13, 14 });
         for (const QString &pid : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
             const QList<QByteArray> fields = statOf(pid);
-            if (fields.size() > 12 && fields[1] == postmaster.toLatin1())
+            if (fields.size() > 12 && fields[1] == parent)
                 total += ticksMs(fields, { 11, 12 });
         }
-        if (ticksMs(statOf(postmaster), { 13, 14 }) == ended)
-            return total + ended;
+        if (ticksMs(statOf(postmaster), { 13, 14 }) == ticksMs(own, { 13, 14 }))
+            return total;
     }
 }
 
