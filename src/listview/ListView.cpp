@@ -2,7 +2,7 @@
 #include "widgets/Keyed_p.h"
 #include "listview/ListAccessible_p.h"
 #include "listview/ListView_p.h"
-#include "listview/KeyHint.h"
+#include "listview/PackedRows.h"
 #include "widgets/Twips.h"
 
 #include <Brennvox10/Failure.h>
@@ -172,9 +172,27 @@ ListItem ListItems::Add(QByteArrayView keyUtf8, const CellValue &text)
     return d->item(d->addRow(keyUtf8, text));
 }
 
-void prefetchKey(const ListItems &items, QByteArrayView keyUtf8)
+void packRow(QByteArrayView keyUtf8, const CellValue *cells, int count, std::vector<char> &out)
 {
-    ListViewPrivate::storeOf(items).prefetch(keyUtf8);
+    RowStore::pack(keyUtf8, cells, count, out);
+}
+
+ListItem addPackedRow(ListItems &items, QByteArrayView packed)
+{
+    ListViewPrivate *d = ListViewPrivate::of(items);
+    const quint32 id = d->addPackedRow(packed);
+    return id == RowStore::None ? ListItem() : d->item(id);
+}
+
+void unpackRow(QByteArrayView packed, QByteArrayView &keyUtf8, std::vector<CellValue> &cells)
+{
+    RowStore::unpack(packed, keyUtf8, cells);
+}
+
+void prefetchPackedRow(const ListItems &items, QByteArrayView packed)
+{
+    if (!packed.isEmpty())
+        ListViewPrivate::storeOf(items).prefetchPacked(packed);
 }
 
 void ListItems::Remove(const QString &key)

@@ -290,6 +290,26 @@ quint32 ListViewPrivate::addRow(QByteArrayView key, const CellValue &text)
     return id;
 }
 
+quint32 ListViewPrivate::addPackedRow(QByteArrayView packed)
+{
+    quint32 id = RowStore::None;
+    try {
+        id = store.appendPacked(packed);
+    } catch (const Failure &) {
+        return RowStore::None;
+    }
+    if (id == RowStore::None)
+        return id;
+    try {
+        order.pushBack(id);
+    } catch (const std::bad_alloc &) {
+        store.remove(id);
+        return RowStore::None;
+    }
+    scheduleFlush();
+    return id;
+}
+
 void ListViewPrivate::setCell(quint32 id, int index, const CellValue &value)
 {
     // A shown row that moves meets a list in order: rows still to be placed, or a pending sort, first.

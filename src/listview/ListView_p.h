@@ -44,6 +44,8 @@ public:
     void scheduleFlush();
 
     quint32 addRow(QByteArrayView key, const CellValue &text);
+    // None, and nothing changed, when the key is taken or memory runs out.
+    quint32 addPackedRow(QByteArrayView packed);
     void setCell(quint32 id, int index, const CellValue &value);
     void removeRow(quint32 id);
     void clearRows();
@@ -62,6 +64,7 @@ public:
     }
     [[noreturn]] static void throwFailure(qint32 number);
     static const RowStore &storeOf(const ListItems &items) { return items.d->store; }
+    static ListViewPrivate *of(ListItems &items) { return items.d; }
     ListItem item(quint32 id) { return ListItem(this, id, store.generation()); }
 
     void addColumn(std::unique_ptr<ColumnHeader> column);

@@ -77,11 +77,11 @@ bool convert(QByteArrayView text, DateTimeValue &value)
 }
 
 // Every typed read of a cell: Null is Failure 94, a value that is not a T Failure 13.
-template <typename T> T read(const Cursor &cursor, int column)
+template <typename T> T read(const Cursor &cursor, int column, Storage storage)
 {
     T value {};
     bool ok = false;
-    switch (cursor.storage(column)) {
+    switch (storage) {
     case Storage::Integer:
         ok = convert(cursor.integer(column), value);
         break;
@@ -99,6 +99,11 @@ template <typename T> T read(const Cursor &cursor, int column)
     if (!ok)
         fail(FailureNumber::TypeMismatch);
     return value;
+}
+
+template <typename T> T read(const Cursor &cursor, int column)
+{
+    return read<T>(cursor, column, cursor.storage(column));
 }
 
 int typeOfValue(const Cursor &cursor, int column, Storage storage)
@@ -194,6 +199,49 @@ public:
     }
 };
 
+FieldView::FieldView(const Cursor &row, int column, int declaredType)
+    : m_row(&row)
+    , m_column(column)
+    , m_declaredType(declaredType)
+    , m_storage(row.storage(column))
+{
+}
+
+int FieldView::Type() const
+{
+    return m_declaredType ? m_declaredType : typeOfValue(*m_row, m_column, m_storage);
+}
+
+qint64 FieldView::asInt64() const
+{
+    return read<qint64>(*m_row, m_column, m_storage);
+}
+
+double FieldView::asDouble() const
+{
+    return read<double>(*m_row, m_column, m_storage);
+}
+
+bool FieldView::asBool() const
+{
+    return read<bool>(*m_row, m_column, m_storage);
+}
+
+DateTimeValue FieldView::asDate() const
+{
+    return read<DateTimeValue>(*m_row, m_column, m_storage);
+}
+
+QByteArrayView FieldView::utf8() const
+{
+    return m_row->text(m_column);
+}
+
+FieldView Field::view() const
+{
+    return FieldView(d->row(), column, d->columns[column].declaredType);
+}
+
 int Field::Type() const
 {
     if (const int declared = d->columns[column].declaredType)
@@ -212,7 +260,7 @@ QVariant Field::Value() const
 
 Storage Field::storage() const
 {
-    return d->row().storage(column);
+    return view().storage();
 }
 
 bool Field::isNull() const
@@ -222,27 +270,27 @@ bool Field::isNull() const
 
 qint64 Field::asInt64() const
 {
-    return read<qint64>(d->row(), column);
+    return view().asInt64();
 }
 
 double Field::asDouble() const
 {
-    return read<double>(d->row(), column);
+    return view().asDouble();
 }
 
 bool Field::asBool() const
 {
-    return read<bool>(d->row(), column);
+    return view().asBool();
 }
 
 DateTimeValue Field::asDate() const
 {
-    return read<DateTimeValue>(d->row(), column);
+    return view().asDate();
 }
 
 QByteArrayView Field::utf8() const
 {
-    return d->row().text(column);
+    return view().utf8();
 }
 
 Recordset::Recordset()
@@ -258,8 +306,11 @@ void Recordset::Open(const QString &source, const QString &connection, int, int,
         fail(FailureNumber::ObjectOpen);
     notifyObserver(source);
     std::unique_ptr<Cursor> cursor = openCursor(ConnectionText::parse(connection), source);
-    if (m_readAhead)
-        cursor = readAhead(std::move(cursor), m_maxRecords);
+    if (m_readAhead) {
+        RowShaper shaper = m_shaperFactory ? m_shaperFactory(cursor->columns) : RowShaper();
+        if (!cursor->readAheadOwn(m_maxRecords, shaper))
+            cursor = readAhead(std::move(cursor), m_maxRecords, std::move(shaper));
+    }
     const bool hasRow = m_maxRecords != 0 && cursor->next();
     d->adopt(std::move(cursor), hasRow);
     d->rowsLeft = m_maxRecords < 0 ? -1 : m_maxRecords - 1;
@@ -313,18 +364,38 @@ Field &Recordset::Fields(const QString &name)
     return d->fields[size_t(index)];
 }
 
-bool Recordset::peek(int rows, int column, Storage &storage, qint64 &integer, QByteArrayView &text) const
+bool Recordset::shapeCurrent(const RowShaper &shaper, std::vector<char> &out) const
 {
-    return d->atRow && column >= 0 && size_t(column) < d->columns.size()
-        && d->cursor->peek(rows, column, storage, integer, text);
+    if (!d->atRow || !shaper)
+        return false;
+    const size_t begin = out.size();
+    try {
+        shaper(*d->cursor, out);
+    } catch (const Failure &) {
+        out.resize(begin);
+    }
+    return out.size() > begin;
+}
+
+const std::vector<ColumnInfo> &Recordset::columns() const
+{
+    return d->columns;
+}
+
+QByteArrayView Recordset::shaped(int ahead) const
+{
+    return d->atRow ? d->cursor->shaped(ahead) : QByteArrayView();
 }
 
 int Recordset::fieldIndex(const QString &name) const
 {
-    if (!d->cursor)
-        return -1;
-    for (size_t i = 0; i < d->columns.size(); ++i) {
-        if (d->columns[i].name.compare(name, Qt::CaseInsensitive) == 0)
+    return d->cursor ? fieldIndex(d->columns, name) : -1;
+}
+
+int Recordset::fieldIndex(const std::vector<ColumnInfo> &columns, const QString &name)
+{
+    for (size_t i = 0; i < columns.size(); ++i) {
+        if (columns[i].name.compare(name, Qt::CaseInsensitive) == 0)
             return int(i);
     }
     return -1;

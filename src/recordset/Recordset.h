@@ -8,17 +8,42 @@
 #include <Brennvox10/QueryObserver.h>
 
 #include "sql/cursor/ConnectionText.h"
+#include "sql/cursor/Cursor.h"
 #include "sql/cursor/Values.h"
 
 #include <QByteArrayView>
 #include <QString>
 #include <QVariant>
 
+#include <functional>
 #include <memory>
+#include <vector>
 
 namespace Brennvox10::data {
 
 class RecordsetPrivate;
+
+// A field of a row as a bulk reader sees it, on whichever thread has the row: the same readings as
+// Field's, with the same failures.
+class FieldView {
+public:
+    // Reads the cell's storage once: a view lasts no longer than its row.
+    FieldView(const Cursor &row, int column, int declaredType);
+    int Type() const;
+    Storage storage() const { return m_storage; }
+    bool isNull() const { return m_storage == Storage::Null; }
+    qint64 asInt64() const;
+    double asDouble() const;
+    bool asBool() const;
+    DateTimeValue asDate() const;
+    QByteArrayView utf8() const;
+
+private:
+    const Cursor *m_row;
+    int m_column;
+    int m_declaredType;
+    Storage m_storage;
+};
 
 class Field {
 public:
@@ -37,6 +62,8 @@ public:
     bool asBool() const; // Failure 13 when the value is not a number or true/false
     DateTimeValue asDate() const; // ISO-8601 text; Failure 13 otherwise
     QByteArrayView utf8() const; // the value's text as the database gives it
+    // The current row's field; failing as every reading does when there is no current row.
+    FieldView view() const;
 
 private:
     friend class RecordsetPrivate;
@@ -58,6 +85,10 @@ public:
     // the caller sees, rows, end and Failures in their order, is the same either way.
     void setMaxRecords(qint64 rows) { m_maxRecords = rows; }
     void setReadAhead(bool on) { m_readAhead = on; }
+    // For the next Open with read-ahead: makes, from the statement's columns, a shaper that runs on
+    // the reader thread for each row (see RowShaper); shaped() then gives its bytes.
+    using ShaperFactory = std::function<RowShaper(const std::vector<ColumnInfo> &columns)>;
+    void setRowShaper(ShaperFactory factory) { m_shaperFactory = std::move(factory); }
 
     // Opens the provider named by the connection text, runs source and positions on the first row.
     // The query observer sees source first. Failure on an unknown provider, a database that cannot
@@ -75,13 +106,21 @@ public:
     Field &Fields(int index);
     Field &Fields(const QString &name);
     int fieldIndex(const QString &name) const; // -1 when missing
-    // A field `rows` rows further on, when the rows read ahead hold it already; for hints only.
-    bool peek(int rows, int column, Storage &storage, qint64 &integer, QByteArrayView &text) const;
+    static int fieldIndex(const std::vector<ColumnInfo> &columns, const QString &name);
+    // Runs a shaper made by the factory over the current row, here, for a row the reader thread left
+    // unshaped; false when it left nothing or failed.
+    bool shapeCurrent(const RowShaper &shaper, std::vector<char> &out) const;
+    // The columns of the statement, for a shaper made here.
+    const std::vector<ColumnInfo> &columns() const;
+    // The shaper's bytes for the row `ahead` rows further on (0: the current one), when the rows
+    // read ahead hold it; empty otherwise.
+    QByteArrayView shaped(int ahead = 0) const;
 
 private:
     std::unique_ptr<RecordsetPrivate> d;
     qint64 m_maxRecords = -1;
     bool m_readAhead = false;
+    ShaperFactory m_shaperFactory;
 };
 
 } // namespace Brennvox10::data

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Rows read ahead on the engine's own thread against the same rows stepped in place: every cell, the
-// end and the failure, in the same order, while the caller stores them in a row store as a list does.
+// end and the failure, in the same order, while the caller stores them in a row store as a list does,
+// and the same rows packed on the reader thread.
 // ./setup.sh test runs this suite again under ThreadSanitizer.
 
 #include "listview/rows/RowStore_p.h"
@@ -20,22 +21,58 @@ const QString Endless = "with recursive n(i) as (select 1 union all select i + 1
 
 struct Walk {
     QStringList cells; // a line a row: each cell's type, value and text
+    QStringList typed; // a line a row: each cell's type and text
     QString outcome; // "end", or the failure's number, text and source
     int stored = 0; // rows the row store took
+    int packed = 0; // rows that came packed
 };
 
+// Each field's type and text, as a list packs a row, on whichever thread has it.
+template <typename F> QByteArray typedLine(int fieldCount, F &&field)
+{
+    QByteArray line;
+    for (int i = 0; i < fieldCount; ++i) {
+        const data::FieldView f = field(i);
+        line += QByteArray::number(f.Type()) + ':' + f.utf8().toByteArray() + '|';
+    }
+    return line;
+}
+
+enum class Mode { InPlace, Ahead, Shaped };
+
 // What a list sees of a recordset: each field's type, value and text, row after row, kept in a row
-// store under the first field as key.
-Walk walk(const QString &db, const QString &sql, int fieldCount, qint64 maxRecords, bool readAhead)
+// store under the first field as key. Shaped, the reader thread packs each row's typed line, and a
+// row it packed is stored and seen from that alone.
+Walk walk(const QString &db, const QString &sql, int fieldCount, qint64 maxRecords, Mode mode)
 {
     Walk w;
     RowStore store;
     data::Recordset rs;
     rs.setMaxRecords(maxRecords);
-    rs.setReadAhead(readAhead);
+    rs.setReadAhead(mode != Mode::InPlace);
+    if (mode == Mode::Shaped) {
+        rs.setRowShaper([fieldCount](const std::vector<data::ColumnInfo> &columns) {
+            return [fieldCount, columns](const data::Cursor &row, std::vector<char> &out) {
+                const QByteArray line = typedLine(fieldCount,
+                    [&](int i) { return data::FieldView(row, i, columns[size_t(i)].declaredType); });
+                const CellValue cell = CellValue::fromText(line);
+                RowStore::pack(line.left(line.indexOf('|')), &cell, 1, out);
+            };
+        });
+    }
+    std::vector<CellValue> cells;
     try {
         rs.Open(sql, "Provider=SQLite;Data Source=" + db);
         for (; !rs.Eof(); rs.MoveNext()) {
+            if (const QByteArrayView packed = rs.shaped(); !packed.isEmpty()) {
+                QByteArrayView key;
+                RowStore::unpack(packed, key, cells);
+                if (store.appendPacked(packed) != RowStore::None)
+                    ++w.stored;
+                w.typed << QString::fromUtf8(cells.at(0).text);
+                ++w.packed;
+                continue;
+            }
             QStringList line;
             for (int i = 0; i < fieldCount; ++i) {
                 const data::Field &field = rs.Fields(i);
@@ -43,10 +80,12 @@ Walk walk(const QString &db, const QString &sql, int fieldCount, qint64 maxRecor
                 line << QString::number(field.Type()) + ':' + field.Value().toString() + ':'
                         + QString::fromUtf8(text.data(), text.size());
             }
-            const QByteArray key = line.value(0).toUtf8();
+            const QByteArray typed = typedLine(fieldCount, [&](int i) { return rs.Fields(i).view(); });
+            const QByteArray key = typed.left(typed.indexOf('|'));
             if (store.append(key, CellValue::fromText(key)) != RowStore::None)
                 ++w.stored;
             w.cells << line.join('|');
+            w.typed << QString::fromUtf8(typed);
         }
         w.outcome = "end";
     } catch (const Failure &f) {
@@ -98,12 +137,18 @@ private Q_SLOTS:
     {
         const auto [sql, fields, maxRecords, rows]
             = fetch<QString, int, qint64, int>("sql", "fields", "maxRecords", "rows");
-        const Walk inPlace = walk(db, sql, fields, maxRecords, false);
-        const Walk ahead = walk(db, sql, fields, maxRecords, true);
+        const Walk inPlace = walk(db, sql, fields, maxRecords, Mode::InPlace);
+        const Walk ahead = walk(db, sql, fields, maxRecords, Mode::Ahead);
+        const Walk shaped = walk(db, sql, fields, maxRecords, Mode::Shaped);
         QCOMPARE(inPlace.cells.size(), rows);
         QCOMPARE(ahead.outcome, inPlace.outcome);
         QCOMPARE(ahead.cells, inPlace.cells);
         QCOMPARE(ahead.stored, rows);
+        QCOMPARE(shaped.outcome, inPlace.outcome);
+        QCOMPARE(shaped.typed, inPlace.typed);
+        QCOMPARE(shaped.stored, rows);
+        // The reader packs while it has time to spare, and a first batch always.
+        QVERIFY(rows == 0 || shaped.packed > 0);
     }
 
     // Closed after a few rows of a text that never ends: the reader stops with it and never waits.

@@ -3,41 +3,75 @@
 
 #include <Brennvox10/Failure.h>
 
+#include "listview/PackedRows.h"
+
+#include <algorithm>
 #include <charconv>
+#include <memory>
 
 namespace Brennvox10 {
 
 using data::Storage;
 using data::AdoType::Binary;
 
-CellValue cellFor(const data::Field &field, bool formatted)
+namespace {
+
+// Written member by member over a cell whose own text stays empty: a load fills millions of these,
+// and a fresh value each time costs more than its conversion.
+void fillCell(CellValue &cell, const data::FieldView &field, bool formatted)
 {
     if (field.isNull())
         throw failureFor(FailureNumber::InvalidUseOfNull);
     namespace T = data::AdoType;
-    const int type = field.Type();
-    switch (type) {
+    using Kind = CellValue::Kind;
+    using Style = CellValue::Style;
+    const auto set = [&cell](Kind kind, Style style, qint64 integer = 0, double real = 0) {
+        cell.kind = kind;
+        cell.style = style;
+        cell.hasTime = false;
+        cell.msecs = 0;
+        cell.integer = integer;
+        cell.real = real;
+        cell.text = {};
+    };
+    switch (field.Type()) {
     case T::Currency:
-        return CellValue::fromReal(
-            field.asDouble(), formatted ? CellValue::Style::Money : CellValue::Style::Default);
+        set(Kind::Real, formatted ? Style::Money : Style::Default, 0, field.asDouble());
+        return;
     case T::Date: {
         const data::DateTimeValue d = field.asDate();
-        return CellValue::fromDate(
-            d.julianDay, d.msecs, d.hasTime, formatted ? CellValue::Style::Date : CellValue::Style::Default);
+        set(Kind::DateTime, formatted ? Style::Date : Style::Default, d.julianDay);
+        cell.hasTime = d.hasTime;
+        cell.msecs = d.hasTime ? d.msecs : 0;
+        return;
     }
     case T::Boolean:
-        return CellValue::fromBoolean(field.asBool());
+        set(Kind::Boolean, Style::Default, field.asBool() ? 1 : 0);
+        return;
     case T::SmallInt:
     case T::Integer:
     case T::BigInt:
-        return CellValue::fromInteger(field.asInt64());
+        set(Kind::Integer, Style::Default, field.asInt64());
+        return;
     case T::Single:
     case T::Double:
     case T::Decimal:
-        return CellValue::fromReal(field.asDouble());
+        set(Kind::Real, Style::Default, 0, field.asDouble());
+        return;
     default:
-        return CellValue::fromText(field.utf8());
+        set(Kind::Text, Style::Default);
+        cell.text = field.utf8();
+        return;
     }
+}
+
+} // namespace
+
+CellValue cellFor(const data::FieldView &field, bool formatted)
+{
+    CellValue cell;
+    fillCell(cell, field, formatted);
+    return cell;
 }
 
 QString fieldText(const data::Field &field)
@@ -80,18 +114,42 @@ QByteArrayView itemKeyFor(const data::Field &field, QByteArray &buffer)
     return keyOfText(cellText(cellFor(field, false)).toUtf8(), buffer);
 }
 
-QByteArrayView itemKeyAhead(const data::Recordset &rs, int rows, int keyIndex, QByteArray &buffer)
+data::RowShaper rowPacker(const std::vector<data::ColumnInfo> &columns, int keyIndex, std::vector<int> fieldOf)
 {
-    Storage storage = Storage::Null;
-    qint64 integer = 0;
-    QByteArrayView text;
-    if (keyIndex < 0 || !rs.peek(rows, keyIndex, storage, integer, text))
+    if (keyIndex < 0 || fieldOf.empty()
+        || std::any_of(fieldOf.begin(), fieldOf.end(), [](int index) { return index < 0; }))
         return {};
-    if (storage == Storage::Text)
-        return keyOfText(text, buffer);
-    if (storage == Storage::Integer)
-        return keyOfInteger(integer, buffer);
-    return {};
+    std::vector<int> types;
+    for (const data::ColumnInfo &column : columns)
+        types.push_back(column.declaredType);
+    // Kept between rows: the reader thread packs one row at a time.
+    struct Scratch {
+        std::vector<CellValue> cells;
+        QByteArray key;
+    };
+    auto scratch = std::make_shared<Scratch>();
+    scratch->cells.resize(fieldOf.size());
+    return [=](const data::Cursor &row, std::vector<char> &out) {
+        const data::FieldView key(row, keyIndex, types[size_t(keyIndex)]);
+        const int keyType = key.Type();
+        const bool plainText = key.storage() == Storage::Text && keyType != data::AdoType::Date
+            && keyType != data::AdoType::Currency && keyType != data::AdoType::Boolean && keyType != Binary;
+        const bool wholeNumber = key.storage() == Storage::Integer
+            && (keyType == data::AdoType::Integer || keyType == data::AdoType::BigInt
+                || keyType == data::AdoType::SmallInt || keyType == data::AdoType::Text);
+        if (!plainText && !wholeNumber)
+            return;
+        for (size_t i = 0; i < fieldOf.size(); ++i) {
+            const data::FieldView field(row, fieldOf[i], types[size_t(fieldOf[i])]);
+            // Bytes read differently as text and as a blob by some engines: the long way reads them.
+            if (field.storage() == Storage::Null || field.storage() == Storage::Blob)
+                return;
+            fillCell(scratch->cells[i], field, i > 0);
+        }
+        const QByteArrayView keyBytes
+            = plainText ? keyOfText(key.utf8(), scratch->key) : keyOfInteger(key.asInt64(), scratch->key);
+        packRow(keyBytes, scratch->cells.data(), int(scratch->cells.size()), out);
+    };
 }
 
 } // namespace Brennvox10

@@ -5,13 +5,18 @@
 // text form and is Failure 94.
 
 #include "recordset/Recordset.h"
+#include "sql/cursor/Cursor.h"
 
 #include <Brennvox10/ListView.h>
 
 namespace Brennvox10 {
 
 // formatted: false for the first column, which shows every value in its default form.
-CellValue cellFor(const data::Field &field, bool formatted);
+CellValue cellFor(const data::FieldView &field, bool formatted);
+inline CellValue cellFor(const data::Field &field, bool formatted)
+{
+    return cellFor(field.view(), formatted);
+}
 
 // The text of a field's value in its default form; Failure 94 for Null.
 QString fieldText(const data::Field &field);
@@ -22,9 +27,13 @@ inline constexpr char ItemKeyPrefix = 'T';
 
 // The bytes live in buffer until the next call.
 QByteArrayView itemKeyFor(const data::Field &field, QByteArray &buffer);
-// The same for the row `rows` rows further on, when the rows read ahead hold it and its key is plain
-// text or a whole number; empty otherwise. For hints only.
-QByteArrayView itemKeyAhead(const data::Recordset &rs, int rows, int keyIndex, QByteArray &buffer);
+
+// For a bulk load over rows read ahead: a shaper that packs each row on the reader thread exactly
+// as the list would add it, keyed by the field keyIndex, its cells from the fields in fieldOf (the
+// first in its default form). A row it cannot pack plainly (a Null, a value not of its field's
+// type, a key that is neither text nor a whole number) gets nothing, and the list adds it the long
+// way, meeting its failure there in order.
+data::RowShaper rowPacker(const std::vector<data::ColumnInfo> &columns, int keyIndex, std::vector<int> fieldOf);
 
 inline QString itemKeyOf(const QString &rowKey)
 {

@@ -3,7 +3,7 @@
 #include "core/BusyCursor.h"
 
 #include "controls/list/Cells.h"
-#include "listview/KeyHint.h"
+#include "listview/PackedRows.h"
 #include "core/Conversions.h"
 #include "recordset/RowWalk.h"
 #include "xml/XmlHelper.h"
@@ -329,17 +329,31 @@ void RecordList::LoadList()
         // list stores, and stops at the line limit.
         rs.setReadAhead(true);
         rs.setMaxRecords(std::max<qint64>(m_maxLines, 0));
+        // The reader thread packs each row as the list will take it, so that adding it here is one
+        // step: the fields are those fillList resolves, by the same names.
+        QStringList packedFor;
+        for (int j = 1; j <= m_list.ColumnHeaders().Count(); ++j)
+            packedFor << m_list.ColumnHeaders().Item(j)->Key();
+        packedFor << m_keyField;
+        const data::Recordset::ShaperFactory packer = [packedFor](const std::vector<data::ColumnInfo> &columns) {
+            std::vector<int> fieldOf;
+            for (qsizetype j = 0; j + 1 < packedFor.size(); ++j)
+                fieldOf.push_back(data::Recordset::fieldIndex(columns, packedFor[j]));
+            return rowPacker(columns, data::Recordset::fieldIndex(columns, packedFor.back()), std::move(fieldOf));
+        };
+        rs.setRowShaper(packer);
         g.step([&] {
             rs.setCursorLocation(3);
             rs.Open(query, m_effectiveConnection, 3, 3, -1);
         });
         g.step([&] { m_list.ListItems().Clear(); });
-        fillList(g, rs);
+        fillList(g, rs, packedFor, packer);
         g.step([&] { rs.Close(); });
     });
 }
 
-void RecordList::fillList(Guard &g, data::Recordset &rs)
+void RecordList::fillList(
+    Guard &g, data::Recordset &rs, const QStringList &packedFor, const data::Recordset::ShaperFactory &packer)
 {
     ListItems &items = m_list.ListItems();
     // Fields are resolved once per load; a column whose field is missing fails on every row, as a
@@ -363,13 +377,41 @@ void RecordList::fillList(Guard &g, data::Recordset &rs)
     };
     QByteArray keyBuffer;
     keyBuffer.reserve(64);
-
-    QByteArray hintBuffer;
-    hintBuffer.reserve(64);
+    // Rows the reader thread left unpacked (it packs only while it keeps ahead) are packed here, for
+    // the columns and key there are now, if they are still those the packer was made for.
+    data::RowShaper packHere;
+    if (rs.State() != 0
+        && packedFor == QStringList(fieldNames.begin(), fieldNames.begin() + columnCount) + QStringList { m_keyField })
+        packHere = packer(rs.columns());
+    std::vector<char> packedHere;
+    std::vector<CellValue> unpacked;
 
     // The recordset itself ends at the line limit.
     forEachRow(g, rs, [&] {
-        prefetchKey(items, itemKeyAhead(rs, KeyLookahead, keyIndex, hintBuffer));
+        // A packed row goes in whole; its key taken (or the columns changed since it was packed), it
+        // goes in cell by cell as below, to meet that failure in order. A row that cannot be packed
+        // takes the long way, reading its fields.
+        QByteArrayView packed = rs.shaped();
+        const bool packedAhead = !packed.isEmpty();
+        if (packedAhead) {
+            prefetchPackedRow(items, rs.shaped(KeyLookahead));
+        } else if (packHere) {
+            packedHere.clear();
+            if (rs.shapeCurrent(packHere, packedHere))
+                packed = QByteArrayView(packedHere.data(), qsizetype(packedHere.size()));
+        }
+        if (!packed.isEmpty() && headers.Count() == columnCount && addPackedRow(items, packed))
+            return true;
+        if (packedAhead) {
+            // The reader kept no fields for this row: its packed cells are what they would give.
+            QByteArrayView key;
+            unpackRow(packed, key, unpacked);
+            ListItem item;
+            g.step([&] { item = items.Add(key, unpacked[0]); });
+            for (size_t j = 1; item && j < unpacked.size(); ++j)
+                g.step([&] { item.setSubItems(int(j), unpacked[j]); });
+            return true;
+        }
         ListItem item;
         g.step([&] {
             if (columnCount == 0)

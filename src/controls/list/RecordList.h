@@ -5,6 +5,7 @@
 // operation is a guarded procedure on the owning control: its failures go to the ErrorReporter.
 
 #include "recordset/ConnectionSettings.h"
+#include "recordset/Recordset.h"
 
 #include <Brennvox10/XmlDocument.h>
 
@@ -21,9 +22,6 @@ class Guard;
 class ListItem;
 class ListView;
 class TabStrip;
-namespace data {
-class Recordset;
-}
 
 // The line-limit label's text for a limit as stored or as the user typed it.
 QString limitCaption(const QString &lines);
@@ -81,7 +79,9 @@ private:
     // Returns the Tabs element.
     xml::Node readTabSpecs(Guard &g, const xml::Node &lrfmt);
     void loadTabs(int i);
-    void fillList(Guard &g, data::Recordset &rs);
+    // packedFor: the column keys, then the key field, that packer packs rows for.
+    void fillList(Guard &g, data::Recordset &rs, const QStringList &packedFor,
+        const data::Recordset::ShaperFactory &packer);
     // The data checks as one guarded step; false means stop (after the message, if any).
     bool checksPass(Guard &g);
     // Opens the single-row query; false when it returned no row (the recordset is then closed).

@@ -334,12 +334,6 @@ quint32 RowStore::find(QByteArrayView key) const
     return find(key, hashOf(key));
 }
 
-void RowStore::prefetch(QByteArrayView key) const
-{
-    if (!key.isEmpty() && !m_slots.empty())
-        __builtin_prefetch(&m_slots[hashOf(key) & (m_slots.size() - 1)]);
-}
-
 quint32 RowStore::find(QByteArrayView key, quint32 hash) const
 {
     if (m_slots.empty())
@@ -386,6 +380,90 @@ try {
     ++m_live;
     m_tail = id;
     m_tailCells = 1;
+    return id;
+} catch (const std::bad_alloc &) {
+    throw failureFor(FailureNumber::OutOfMemory);
+}
+
+namespace {
+// A packed row: the hash seed and the key's hash under it, the number of cells, then the row's blob.
+struct PackedHeader {
+    quint64 seed;
+    quint32 hash;
+    quint32 cells;
+};
+constexpr size_t PackedHeaderSize = sizeof(PackedHeader);
+} // namespace
+
+void RowStore::pack(QByteArrayView key, const CellValue *cells, int count, std::vector<char> &out)
+{
+    quint64 payload = varintSize(quint64(key.size())) + quint64(key.size());
+    for (int i = 0; i < count; ++i)
+        payload += cellSize(cells[i]);
+    checkRowSize(HeaderSize + payload);
+    const size_t seed = QHashSeed::globalSeed();
+    const size_t h = qHash(key, seed);
+    const PackedHeader header { quint64(seed), quint32(h ^ (quint64(h) >> 32)), quint32(count) };
+    const size_t at = out.size();
+    out.resize(at + PackedHeaderSize + HeaderSize + payload);
+    char *p = out.data() + at;
+    std::memcpy(p, &header, sizeof header);
+    p += PackedHeaderSize;
+    writeU32(p, quint32(payload));
+    p = putVarint(p + HeaderSize, quint64(key.size()));
+    if (!key.isEmpty())
+        std::memcpy(p, key.data(), size_t(key.size()));
+    p += key.size();
+    for (int i = 0; i < count; ++i)
+        p = putCell(p, cells[i]);
+}
+
+void RowStore::unpack(QByteArrayView packed, QByteArrayView &key, std::vector<CellValue> &cells)
+{
+    PackedHeader header;
+    std::memcpy(&header, packed.data(), sizeof header);
+    const char *p = cellsOf(packed.data() + PackedHeaderSize, &key);
+    cells.resize(header.cells);
+    for (CellValue &cell : cells)
+        p = getCell(p, &cell);
+}
+
+void RowStore::prefetchPacked(QByteArrayView packed) const
+{
+    if (size_t(packed.size()) <= PackedHeaderSize || m_slots.empty())
+        return;
+    PackedHeader header;
+    std::memcpy(&header, packed.data(), sizeof header);
+    if (header.seed == m_seed)
+        __builtin_prefetch(&m_slots[header.hash & (m_slots.size() - 1)]);
+}
+
+quint32 RowStore::appendPacked(QByteArrayView packed)
+try {
+    PackedHeader header;
+    std::memcpy(&header, packed.data(), sizeof header);
+    const char *row = packed.data() + PackedHeaderSize;
+    const quint32 size = quint32(size_t(packed.size()) - PackedHeaderSize);
+    QByteArrayView key;
+    cellsOf(row, &key);
+    // A seed changed since the row was packed leaves its hash meaningless here.
+    const quint32 hash = key.isEmpty() ? 0 : header.seed == m_seed ? header.hash : hashOf(key);
+    if (!key.isEmpty() && find(key, hash) != None)
+        return None;
+    if (!key.isEmpty() && (m_keyed + 1) * 2 > m_slots.size())
+        growSlots(m_keyed + 1);
+    if (m_rows.size() == m_rows.capacity())
+        m_rows.reserve(std::max<size_t>(16, m_rows.size() * 2));
+    quint64 location;
+    std::memcpy(allocate(size, &location), row, size);
+
+    const quint32 id = quint32(m_rows.size());
+    m_rows.push_back(location);
+    if (!key.isEmpty())
+        insertSlot(hash, id);
+    ++m_live;
+    m_tail = id;
+    m_tailCells = int(header.cells);
     return id;
 } catch (const std::bad_alloc &) {
     throw failureFor(FailureNumber::OutOfMemory);

@@ -36,11 +36,20 @@ public:
 
     // None when no row has that key; an empty key names no row.
     quint32 find(QByteArrayView key) const;
-    // Brings the table's slot for key into the cache ahead of its append: a table of millions of
-    // keys misses the cache on nearly every lookup, and the reader knows the next keys early.
-    void prefetch(QByteArrayView key) const;
     // Appends a row whose first cell is text; None, and nothing added, when the key is taken.
     quint32 append(QByteArrayView key, const CellValue &text);
+
+    // A whole row packed on any thread, ready to be appended in one step as append() and setCell()
+    // for each cell in turn would make it. Appends to out; Failure 7 for a row too big to hold.
+    static void pack(QByteArrayView key, const CellValue *cells, int count, std::vector<char> &out);
+    // The key and cells of a packed row, viewing its bytes.
+    static void unpack(QByteArrayView packed, QByteArrayView &key, std::vector<CellValue> &cells);
+    // None, and nothing added, when the key is taken. Failure 7, and nothing added, when memory
+    // runs out.
+    quint32 appendPacked(QByteArrayView packed);
+    // Brings the table's slot for a packed row's key into the cache ahead of its append: a table of
+    // millions of keys misses the cache on nearly every lookup, and the reader packs rows early.
+    void prefetchPacked(QByteArrayView packed) const;
     void setCell(quint32 id, int index, const CellValue &value);
     // An empty cell when never set. Text views into the store: valid until the next change.
     CellValue cell(quint32 id, int index) const;

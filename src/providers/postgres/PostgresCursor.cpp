@@ -62,10 +62,10 @@ QByteArray connectionStringIn(const QString &path)
     return result.trimmed();
 }
 
-PostgresCursor::Kind kindOf(Oid type, int typmod, int &adoType)
+Kind kindOf(Oid type, int typmod, int &adoType)
 {
-    using K = PostgresCursor::Kind;
-    using F = PostgresCursor::Fix;
+    using K = Kind;
+    using F = Fix;
     switch (type) {
     case BoolOid:
         adoType = AdoType::Boolean;
@@ -237,7 +237,6 @@ void PostgresCursor::takeColumns(const PGresult *described)
     const int count = PQnfields(described);
     columns.resize(size_t(count));
     m_kinds.resize(size_t(count));
-    m_fixed.resize(size_t(count));
     for (int i = 0; i < count; ++i) {
         ColumnInfo &column = columns[size_t(i)];
         column.name = QString::fromUtf8(PQfname(described, i));
@@ -268,15 +267,16 @@ void PostgresCursor::requestBatch()
 namespace {
 
 // Small at first, so that slow rows show soon and a line limit wastes little; then as many as fill
-// a batch of about batchBytes.
+// a batch of about batchBytes, as its first rows tell.
 int nextBatchRows(const PGresult *batch)
 {
     const int count = PQntuples(batch), columns = PQnfields(batch);
+    const int sampled = std::min(count, 256);
     qint64 bytes = 1;
-    for (int r = 0; r < count; ++r)
+    for (int r = 0; r < sampled; ++r)
         for (int c = 0; c < columns; ++c)
             bytes += PQgetlength(batch, r, c) + 8;
-    const qint64 fitting = qint64(count) * batchBytes / bytes;
+    const qint64 fitting = qint64(sampled) * batchBytes / bytes;
     return int(std::clamp<qint64>(std::min<qint64>(fitting, qint64(count) * 4), minBatchRows, maxBatchRows));
 }
 
@@ -304,40 +304,118 @@ void PostgresCursor::readBatches()
     PGconn *db = m_connection.get();
     const Waiter waiter { m_deadline, false, &r.stop };
     int rows = m_batchRows;
+    qint64 fetched = m_count; // the first batch's rows
+    bool asked = false;
+    RowShaper shaper;
+    std::vector<char> spare;
+    const auto ask = [&](int wanted) {
+        const QByteArray fetch = "FETCH FORWARD " + QByteArray::number(wanted) + " FROM bv_rows";
+        asked = PQsendQueryParams(db, fetch.constData(), 0, nullptr, nullptr, nullptr, nullptr, 0);
+    };
     for (;;) {
+        qint64 maxRows = -1;
         {
             std::unique_lock lock(r.mutex);
             r.changed.wait(lock, [&] { return r.stop || r.batches.size() < 2; });
             if (r.stop)
                 break;
+            maxRows = r.maxRows;
+            if (!shaper)
+                shaper = r.shaper;
+            if (shaper && !r.spare.empty()) {
+                spare = std::move(r.spare.back());
+                r.spare.pop_back();
+            }
         }
-        const QByteArray fetch = "FETCH FORWARD " + QByteArray::number(rows) + " FROM bv_rows";
-        Result batch;
+        // No row past the line limit is fetched.
+        if (maxRows >= 0)
+            rows = int(std::min<qint64>(rows, maxRows - fetched));
+        if (rows <= 0)
+            break;
+        if (!asked)
+            ask(rows);
+        Batch batch;
+        batch.shaped = std::move(spare);
+        batch.shaped.clear();
         WaitEnd end = WaitEnd::Ready;
-        if (PQsendQueryParams(db, fetch.constData(), 0, nullptr, nullptr, nullptr, nullptr, 0)) {
-            batch = awaitNext(db, waiter, end);
+        if (asked) {
+            batch.rows = awaitNext(db, waiter, end);
             // The command's end: null once every result has been taken.
             while (end == WaitEnd::Ready && awaitNext(db, waiter, end)) { }
+        }
+        asked = false;
+        if (end == WaitEnd::Ready && PQresultStatus(batch.rows.get()) == PGRES_TUPLES_OK) {
+            const int count = PQntuples(batch.rows.get());
+            fetched += count;
+            const bool more = count == rows;
+            rows = nextBatchRows(batch.rows.get());
+            if (maxRows >= 0)
+                rows = int(std::min<qint64>(rows, maxRows - fetched));
+            // The server makes the next batch while this one is shaped.
+            if (more && rows > 0)
+                ask(rows);
+            else
+                rows = 0;
+            if (shaper)
+                shapeBatch(batch, shaper);
         }
         std::lock_guard lock(r.mutex);
         if (end == WaitEnd::Stopped)
             break;
-        if (end == WaitEnd::Late || PQresultStatus(batch.get()) != PGRES_TUPLES_OK) {
+        if (end == WaitEnd::Late || PQresultStatus(batch.rows.get()) != PGRES_TUPLES_OK) {
             r.late = end == WaitEnd::Late;
-            r.failure = std::move(batch);
+            r.failure = std::move(batch.rows);
             r.failed = true;
             break;
         }
-        const int count = PQntuples(batch.get()), asked = rows;
-        rows = nextBatchRows(batch.get());
         r.batches.push_back(std::move(batch));
         r.changed.notify_all();
-        if (count < asked)
+        if (rows == 0)
             break;
     }
     std::lock_guard lock(r.mutex);
     r.finished = true;
     r.changed.notify_all();
+}
+
+void PostgresCursor::shapeBatch(Batch &batch, const RowShaper &shaper) const
+{
+    PostgresRow row(m_kinds);
+    const int count = PQntuples(batch.rows.get());
+    batch.shapedEnds.reserve(size_t(count));
+    for (int i = 0; i < count; ++i) {
+        row.point(batch.rows.get(), i);
+        const size_t begin = batch.shaped.size();
+        try {
+            shaper(row, batch.shaped);
+        } catch (...) {
+            // The row comes unshaped: the caller's long way meets the same fault in its turn.
+            batch.shaped.resize(begin);
+        }
+        batch.shapedEnds.push_back(quint32(batch.shaped.size()));
+    }
+}
+
+bool PostgresCursor::readAheadOwn(qint64 maxRows, RowShaper shaper)
+{
+    if (!m_fromCursor)
+        return false;
+    if (m_reader) {
+        std::lock_guard lock(m_reader->mutex);
+        m_reader->maxRows = maxRows;
+        m_reader->shaper = std::move(shaper);
+        m_reader->changed.notify_all();
+    }
+    return true;
+}
+
+QByteArrayView PostgresCursor::shaped(int ahead) const
+{
+    const int row = m_index + ahead;
+    if (!m_batch || ahead < 0 || row >= m_count || size_t(row) >= m_shapedEnds.size())
+        return {};
+    const quint32 begin = row > 0 ? m_shapedEnds[size_t(row - 1)] : 0;
+    return { m_shaped.data() + begin, qsizetype(m_shapedEnds[size_t(row)] - begin) };
 }
 
 // The next batch the reader made, waiting for it with the window kept alive; false at the end.
@@ -353,9 +431,14 @@ bool PostgresCursor::takeQueuedBatch()
         r.changed.wait_for(lock, queuePeriod, [&] { return !r.batches.empty() || r.finished; });
     }
     if (!r.batches.empty()) {
-        m_batch = std::move(r.batches.front());
+        Batch batch = std::move(r.batches.front());
         r.batches.pop_front();
+        if (m_shaped.capacity() > 0 && r.spare.size() < 2)
+            r.spare.push_back(std::move(m_shaped));
         r.changed.notify_all();
+        m_batch = std::move(batch.rows);
+        m_shaped = std::move(batch.shaped);
+        m_shapedEnds = std::move(batch.shapedEnds);
         m_count = PQntuples(m_batch.get());
         m_index = 0;
         return m_count > 0;
@@ -453,10 +536,16 @@ bool PostgresCursor::next()
     if (--m_rowsToCheck <= 0)
         checkTime();
     if (m_fromCursor) {
-        if (m_batch && ++m_index < m_count)
+        if (m_batch && ++m_index < m_count) {
+            m_row.point(m_batch.get(), m_index);
             return true;
+        }
         m_batch.reset();
-        return m_reader && !m_done && takeQueuedBatch();
+        m_shaped.clear();
+        m_shapedEnds.clear();
+        const bool more = m_reader && !m_done && takeQueuedBatch();
+        m_row.point(m_batch.get(), m_index);
+        return more;
     }
     m_batch.reset();
     if (m_done)
@@ -467,6 +556,7 @@ bool PostgresCursor::next()
         m_batch = std::move(result);
         m_index = 0;
         m_count = 1;
+        m_row.point(m_batch.get(), m_index);
         return true;
     case PGRES_TUPLES_OK:
         m_done = true;
@@ -477,43 +567,51 @@ bool PostgresCursor::next()
     }
 }
 
-qint64 PostgresCursor::integer(int column) const
+QByteArray &PostgresRow::fixed(int column) const
 {
-    const char *value = PQgetvalue(m_batch.get(), m_index, column);
+    if (m_fixed.size() < m_kinds.size())
+        m_fixed.resize(m_kinds.size());
+    return m_fixed[size_t(column)];
+}
+
+qint64 PostgresRow::integer(int column) const
+{
+    const char *value = PQgetvalue(m_result, m_index, column);
     if (m_kinds[size_t(column)].fix == Fix::Boolean)
         return value[0] == 't' ? 1 : 0;
     qint64 result = 0;
-    parseInt64(QByteArrayView(value, PQgetlength(m_batch.get(), m_index, column)), result);
+    parseInt64(QByteArrayView(value, PQgetlength(m_result, m_index, column)), result);
     return result;
 }
 
-double PostgresCursor::real(int column) const
+double PostgresRow::real(int column) const
 {
     double result = 0;
-    if (!parseDouble(QByteArrayView(PQgetvalue(m_batch.get(), m_index, column), PQgetlength(m_batch.get(), m_index, column)), result))
+    if (!parseDouble(QByteArrayView(PQgetvalue(m_result, m_index, column), PQgetlength(m_result, m_index, column)), result))
         return std::numeric_limits<double>::quiet_NaN();
     return result;
 }
 
-QByteArrayView PostgresCursor::text(int column) const
+QByteArrayView PostgresRow::text(int column) const
 {
-    const char *value = PQgetvalue(m_batch.get(), m_index, column);
-    const int length = PQgetlength(m_batch.get(), m_index, column);
-    QByteArray &fixed = m_fixed[size_t(column)];
+    const char *value = PQgetvalue(m_result, m_index, column);
+    const int length = PQgetlength(m_result, m_index, column);
     switch (m_kinds[size_t(column)].fix) {
     case Fix::None:
         return { value, length };
     case Fix::Boolean:
         return value[0] == 't' ? QByteArrayView("1") : QByteArrayView("0");
-    case Fix::Money:
+    case Fix::Money: {
         // "-$1,234.50" under lc_monetary C: the number alone.
-        fixed.clear();
+        QByteArray &money = fixed(column);
+        money.clear();
         for (int i = 0; i < length; ++i) {
             const char c = value[i];
             if ((c >= '0' && c <= '9') || c == '.' || c == '-')
-                fixed += c;
+                money += c;
         }
-        return fixed;
+        return money;
+    }
     case Fix::ZonedTime: {
         // "2008-03-05 10:00:00+01": the time as the session's zone tells it, without the offset.
         int end = length;
@@ -527,19 +625,19 @@ QByteArrayView PostgresCursor::text(int column) const
     return { value, length };
 }
 
-QByteArrayView PostgresCursor::blob(int column) const
+QByteArrayView PostgresRow::blob(int column) const
 {
-    const char *value = PQgetvalue(m_batch.get(), m_index, column);
-    const int length = PQgetlength(m_batch.get(), m_index, column);
+    const char *value = PQgetvalue(m_result, m_index, column);
+    const int length = PQgetlength(m_result, m_index, column);
     if (m_kinds[size_t(column)].fix != Fix::Bytes)
         return { value, length };
-    QByteArray &fixed = m_fixed[size_t(column)];
+    QByteArray &bytes = fixed(column);
     // bytea_output 'hex', the default since PostgreSQL 9.0: "\x" and two digits a byte.
     if (length >= 2 && value[0] == '\\' && value[1] == 'x')
-        fixed = QByteArray::fromHex(QByteArray::fromRawData(value + 2, length - 2));
+        bytes = QByteArray::fromHex(QByteArray::fromRawData(value + 2, length - 2));
     else
-        fixed = QByteArray(value, length);
-    return fixed;
+        bytes = QByteArray(value, length);
+    return bytes;
 }
 
 } // namespace Brennvox10::data::postgres

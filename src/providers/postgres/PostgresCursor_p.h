@@ -18,6 +18,47 @@
 
 namespace Brennvox10::data::postgres {
 
+// How a column's text is read: the storage it reports and what must be done to its text first.
+enum class Fix : quint8 { None, Boolean, Money, ZonedTime, Bytes };
+struct Kind {
+    Storage storage = Storage::Text;
+    Fix fix = Fix::None;
+};
+
+// One row of a result, read as a cursor's current row: the cursor's own, and the reader thread's
+// while it shapes a batch.
+class PostgresRow final : public Cursor {
+public:
+    explicit PostgresRow(const std::vector<Kind> &kinds)
+        : m_kinds(kinds)
+    {
+    }
+    void point(const PGresult *result, int index)
+    {
+        m_result = result;
+        m_index = index;
+    }
+
+    bool next() override { return false; }
+    Storage storage(int column) const override
+    {
+        if (PQgetisnull(m_result, m_index, column))
+            return Storage::Null;
+        return m_kinds[size_t(column)].storage;
+    }
+    qint64 integer(int column) const override;
+    double real(int column) const override;
+    QByteArrayView text(int column) const override;
+    QByteArrayView blob(int column) const override;
+
+private:
+    const std::vector<Kind> &m_kinds;
+    const PGresult *m_result = nullptr;
+    int m_index = 0;
+    QByteArray &fixed(int column) const;
+    mutable std::vector<QByteArray> m_fixed; // per column, the current row's adapted text
+};
+
 class PostgresCursor final : public Cursor {
 public:
     // Connects, prepares sql adapted to PostgreSQL (showAdapted hears the text run when it differs
@@ -29,23 +70,14 @@ public:
 
     bool next() override;
 
-    Storage storage(int column) const override
-    {
-        if (PQgetisnull(m_batch.get(), m_index, column))
-            return Storage::Null;
-        return m_kinds[size_t(column)].storage;
-    }
-    qint64 integer(int column) const override;
-    double real(int column) const override;
-    QByteArrayView text(int column) const override;
-    QByteArrayView blob(int column) const override;
-
-    // How a column's text is read: the storage it reports and what must be done to its text first.
-    enum class Fix : quint8 { None, Boolean, Money, ZonedTime, Bytes };
-    struct Kind {
-        Storage storage = Storage::Text;
-        Fix fix = Fix::None;
-    };
+    Storage storage(int column) const override { return m_row.storage(column); }
+    qint64 integer(int column) const override { return m_row.integer(column); }
+    double real(int column) const override { return m_row.real(column); }
+    QByteArrayView text(int column) const override { return m_row.text(column); }
+    QByteArrayView blob(int column) const override { return m_row.blob(column); }
+    QByteArrayView shaped(int ahead) const override;
+    // Read-ahead is this cursor's own: its reader thread keeps to the row limit and shapes the rows.
+    bool readAheadOwn(qint64 maxRows, RowShaper shaper) override;
 
 private:
     PostgresCursor() = default;
@@ -74,8 +106,18 @@ private:
     void checkTime();
     Waiter userInterfaceWaiter() const { return { m_deadline, true, nullptr, &stopRequested }; }
 
+    // A batch as the reader thread hands it over: the rows, and what the shaper made of each.
+    struct Batch {
+        Result rows;
+        std::vector<char> shaped;
+        std::vector<quint32> shapedEnds;
+    };
+    void shapeBatch(Batch &batch, const RowShaper &shaper) const;
+
     Connection m_connection;
     Result m_batch; // the rows being read: a cursor's batch, or one row
+    std::vector<char> m_shaped;
+    std::vector<quint32> m_shapedEnds;
     int m_index = 0;
     int m_count = 0;
     bool m_fromCursor = false;
@@ -85,7 +127,10 @@ private:
     struct Reader {
         std::mutex mutex;
         std::condition_variable changed;
-        std::deque<Result> batches;
+        std::deque<Batch> batches;
+        qint64 maxRows = -1; // once known: the most rows to fetch in all
+        RowShaper shaper;
+        std::vector<std::vector<char>> spare; // shaped bytes read, to be filled again
         Result failure; // the answer that failed, if one did
         bool failed = false;
         bool late = false; // the deadline passed while the reader waited on the server
@@ -97,7 +142,7 @@ private:
     int m_batchRows = 64;
     int m_rowsToCheck = 0; // rows left before the next look at the clock
     std::vector<Kind> m_kinds;
-    mutable std::vector<QByteArray> m_fixed; // per column, the current row's adapted text
+    PostgresRow m_row { m_kinds };
     std::chrono::steady_clock::time_point m_deadline = std::chrono::steady_clock::time_point::max();
     std::chrono::milliseconds m_limit { 0 };
     bool m_cancelled = false;

@@ -15,6 +15,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -45,9 +46,18 @@ public:
     virtual QByteArrayView text(int column) const = 0;
     virtual QByteArrayView blob(int column) const = 0;
 
-    // A cell `rows` rows past the current one, when the cursor already holds that row: for hints
-    // only, as a cursor that reads in place never does. The views last until the next step.
-    virtual bool peek(int /*rows*/, int /*column*/, Storage &, qint64 &, QByteArrayView &) const { return false; }
+    // What the reader thread's row shaper made of the row `ahead` rows past the current one, when the
+    // cursor already holds that row; empty otherwise, or when the shaper left nothing for it. The
+    // bytes last until the next step.
+    virtual QByteArrayView shaped(int /*ahead*/ = 0) const { return {}; }
+
+    // A cursor that reads ahead on a thread of its own takes the row limit (negative for none) and
+    // the shaper (see RowShaper) here and returns true: it then stops fetching at the limit and its
+    // shaped() gives the shaper's bytes. Any other returns false, to be read ahead by readAhead().
+    virtual bool readAheadOwn(qint64 /*maxRows*/, std::function<void(const Cursor &, std::vector<char> &)> /*shaper*/)
+    {
+        return false;
+    }
 
     std::vector<ColumnInfo> columns;
 
@@ -57,6 +67,11 @@ public:
     // Esc on this thread, or the stop above.
     bool cancelAsked() const;
 };
+
+// Runs on a reader thread for each row read ahead, with `row` standing on it: what it appends to
+// `out` comes with the row to the caller, as shaped(). It must not touch anything the caller's thread
+// changes; a Failure it throws leaves nothing for that row, and the row itself comes as ever.
+using RowShaper = std::function<void(const Cursor &row, std::vector<char> &out)>;
 
 // Tells the query observer, if one is set, the text about to run.
 void notifyObserver(const QString &sql);

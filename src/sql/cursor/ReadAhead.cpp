@@ -11,11 +11,20 @@
 #include <mutex>
 #include <thread>
 
+#include <time.h>
+
 namespace Brennvox10::data {
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
+
+std::chrono::nanoseconds threadCpuTime()
+{
+    timespec now {};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    return std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec);
+}
 
 // Small at first, so that the first rows come at once; then big enough that handing a batch over
 // costs nothing next to its rows, and small enough to stay in the caches.
@@ -39,10 +48,29 @@ struct Cell {
     bool hasText; // a number whose text is kept too
 };
 
+constexpr quint32 NoCells = 0xffffffffu;
+
 struct Batch {
-    std::vector<Cell> cells; // row after row, every column
+    std::vector<Cell> cells; // row after row, every column, for the rows the shaper left
     std::vector<char> bytes;
-    int rows = 0;
+    std::vector<char> shaped; // what the shaper made of each row, row after row
+    // Per row: its first cell, or NoCells for a row the shaper took, and where its shaped part ends.
+    std::vector<quint32> firstCell;
+    std::vector<quint32> shapedEnds;
+
+    int rows() const { return int(firstCell.size()); }
+    const Cell *rowCells(int row) const
+    {
+        const quint32 first = firstCell[size_t(row)];
+        return first == NoCells ? nullptr : cells.data() + first;
+    }
+    QByteArrayView shapedRow(int row) const
+    {
+        if (shapedEnds.empty())
+            return {};
+        const quint32 begin = row > 0 ? shapedEnds[size_t(row - 1)] : 0;
+        return { shaped.data() + begin, qsizetype(shapedEnds[size_t(row)] - begin) };
+    }
 };
 
 // Columns whose numbers are read as text (a text column holding numbers) keep the text the engine
@@ -65,18 +93,74 @@ bool readAsNumber(int declaredType)
     }
 }
 
+// One row of a batch, read as a cursor's current row. A row the shaper took keeps no cells: it reads
+// as all Null, and its reader has the shaped bytes instead.
+class BatchRow final : public Cursor {
+public:
+    explicit BatchRow(size_t columnCount)
+        : m_formatted(columnCount)
+    {
+    }
+    void point(const Batch *batch, const Cell *row)
+    {
+        m_batch = batch;
+        m_row = row;
+    }
+
+    bool next() override { return false; }
+    Storage storage(int column) const override { return m_row ? m_row[column].storage : Storage::Null; }
+    qint64 integer(int column) const override { return m_row ? m_row[column].integer : 0; }
+    double real(int column) const override { return m_row ? m_row[column].real : 0; }
+    QByteArrayView text(int column) const override
+    {
+        if (!m_row)
+            return {};
+        const Cell &cell = m_row[column];
+        if (cell.storage == Storage::Text || cell.storage == Storage::Blob || cell.hasText)
+            return { m_batch->bytes.data() + cell.offset, qsizetype(cell.size) };
+        if (cell.storage == Storage::Null)
+            return {};
+        return formatted(column, cell);
+    }
+    QByteArrayView blob(int column) const override { return text(column); }
+
+private:
+    // A number asked for as text in a column read as numbers: the engine's usual forms.
+    QByteArrayView formatted(int column, const Cell &cell) const
+    {
+        char digits[32];
+        int size = 0;
+        if (cell.storage == Storage::Integer) {
+            size = int(std::to_chars(digits, digits + sizeof digits, cell.integer).ptr - digits);
+        } else {
+            size = std::snprintf(digits, sizeof digits, "%.15g", cell.real);
+            if (QByteArrayView(digits, size).indexOf('.') < 0 && QByteArrayView(digits, size).indexOf('e') < 0
+                && QByteArrayView(digits, size).indexOf('n') < 0)
+                size += std::snprintf(digits + size, sizeof digits - size_t(size), ".0");
+        }
+        QByteArray &text = m_formatted[size_t(column)];
+        text = QByteArray(digits, size);
+        return text;
+    }
+
+    const Batch *m_batch = nullptr;
+    const Cell *m_row = nullptr;
+    mutable std::vector<QByteArray> m_formatted;
+};
+
 class ReadAheadCursor final : public Cursor {
 public:
-    ReadAheadCursor(std::unique_ptr<Cursor> inner, qint64 maxRows)
+    ReadAheadCursor(std::unique_ptr<Cursor> inner, qint64 maxRows, RowShaper shaper)
         : m_inner(std::move(inner))
         , m_maxRows(maxRows)
+        , m_shaper(std::move(shaper))
+        , m_view(m_inner->columns.size())
     {
         columns = m_inner->columns;
         m_columnCount = columns.size();
         m_keepText.resize(m_columnCount);
         for (size_t i = 0; i < m_columnCount; ++i)
             m_keepText[i] = !readAsNumber(columns[i].declaredType);
-        m_formatted.resize(m_columnCount);
         m_thread = std::thread([this] { read(); });
     }
 
@@ -94,35 +178,23 @@ public:
 
     bool next() override
     {
-        if (m_current && ++m_index < m_current->rows) {
-            m_row = m_current->cells.data() + size_t(m_index) * m_columnCount;
+        if (m_current && ++m_index < m_current->rows()) {
+            m_view.point(m_current.get(), m_current->rowCells(m_index));
             return true;
         }
         return takeBatch();
     }
 
-    Storage storage(int column) const override { return m_row[column].storage; }
-    qint64 integer(int column) const override { return m_row[column].integer; }
-    double real(int column) const override { return m_row[column].real; }
-    QByteArrayView text(int column) const override
+    Storage storage(int column) const override { return m_view.storage(column); }
+    qint64 integer(int column) const override { return m_view.integer(column); }
+    double real(int column) const override { return m_view.real(column); }
+    QByteArrayView text(int column) const override { return m_view.text(column); }
+    QByteArrayView blob(int column) const override { return m_view.text(column); }
+    QByteArrayView shaped(int ahead) const override
     {
-        const Cell &cell = m_row[column];
-        if (cell.storage == Storage::Text || cell.storage == Storage::Blob || cell.hasText)
-            return { m_current->bytes.data() + cell.offset, qsizetype(cell.size) };
-        if (cell.storage == Storage::Null)
+        if (!m_current || ahead < 0 || m_index + ahead >= m_current->rows())
             return {};
-        return formatted(column, cell);
-    }
-    QByteArrayView blob(int column) const override { return text(column); }
-    bool peek(int rows, int column, Storage &storage, qint64 &integer, QByteArrayView &text) const override
-    {
-        if (!m_current || m_index + rows >= m_current->rows)
-            return false;
-        const Cell &cell = m_current->cells[size_t(m_index + rows) * m_columnCount + size_t(column)];
-        storage = cell.storage;
-        integer = cell.integer;
-        text = cell.hasText ? QByteArrayView(m_current->bytes.data() + cell.offset, qsizetype(cell.size)) : QByteArrayView();
-        return true;
+        return m_current->shapedRow(m_index + ahead);
     }
 
 private:
@@ -132,26 +204,33 @@ private:
         std::unique_ptr<Batch> batch = freshBatch();
         int wanted = firstBatchRows;
         Clock::time_point begun = Clock::now();
+        std::chrono::nanoseconds cpuBegun = threadCpuTime();
         std::exception_ptr failure;
         try {
             for (qint64 read = 0; batch && (m_maxRows < 0 || read < m_maxRows); ++read) {
                 if (!m_inner->next())
                     break;
-                copyRow(*batch);
-                if (batch->rows >= wanted || batch->bytes.size() >= batchBytes
-                    || (m_waiting.load(std::memory_order_relaxed)
-                        && (batch->rows >= waitedRows || Clock::now() - begun >= waitedAge))) {
+                if (!m_shapeBatch || !shapeRow(*batch))
+                    copyRow(*batch);
+                const int rows = batch->rows();
+                if (rows >= wanted || batch->bytes.size() + batch->shaped.size() >= batchBytes
+                    || (m_waiting.load(std::memory_order_relaxed) && rows % 16 == 0
+                        && (rows >= waitedRows || Clock::now() - begun >= waitedAge))) {
+                    // Time spent waiting for the inner cursor (an engine in another process, or
+                    // another thread taking this core) is time this thread can shape rows in.
+                    m_readerSlack = (threadCpuTime() - cpuBegun) * 10 < (Clock::now() - begun) * 9;
                     publish(std::move(batch));
                     batch = freshBatch();
                     wanted = std::min(wanted * 4, maxBatchRows);
                     begun = Clock::now();
+                    cpuBegun = threadCpuTime();
                 }
             }
         } catch (...) {
             failure = std::current_exception();
         }
         std::lock_guard lock(m_mutex);
-        if (batch && batch->rows > 0)
+        if (batch && batch->rows() > 0)
             m_ready.push_back(std::move(batch));
         m_failure = failure;
         m_finished = true;
@@ -160,6 +239,9 @@ private:
 
     void copyRow(Batch &batch)
     {
+        batch.firstCell.push_back(quint32(batch.cells.size()));
+        if (m_shaper)
+            batch.shapedEnds.push_back(quint32(batch.shaped.size()));
         for (size_t c = 0; c < m_columnCount; ++c) {
             const int column = int(c);
             Cell cell {};
@@ -186,7 +268,23 @@ private:
             }
             batch.cells.push_back(cell);
         }
-        ++batch.rows;
+    }
+
+    // False when the shaper left nothing: the row is then kept as cells.
+    bool shapeRow(Batch &batch)
+    {
+        const size_t begin = batch.shaped.size();
+        try {
+            m_shaper(*m_inner, batch.shaped);
+        } catch (...) {
+            // The caller's long way meets the same fault in its turn.
+            batch.shaped.resize(begin);
+        }
+        if (batch.shaped.size() == begin)
+            return false;
+        batch.firstCell.push_back(NoCells);
+        batch.shapedEnds.push_back(quint32(batch.shaped.size()));
+        return true;
     }
 
     static void keepBytes(Batch &batch, Cell &cell, QByteArrayView bytes)
@@ -207,16 +305,25 @@ private:
         });
         if (m_abandoned)
             return nullptr;
+        // Shaping here costs less than in the caller, and saves the caller's time: worth it unless
+        // this thread is the one holding the load up, busy all the time while the caller waits for
+        // it. Then the caller takes plain rows sooner and shapes them itself.
+        m_shapeBatch = m_shaper
+            && (m_readerSlack || (!m_ready.empty() && !m_waiting.load(std::memory_order_relaxed)));
         if (m_spare.empty())
             return std::make_unique<Batch>();
         std::unique_ptr<Batch> batch = std::move(m_spare.back());
         m_spare.pop_back();
         batch->cells.clear();
         batch->bytes.clear();
+        batch->shaped.clear();
+        batch->firstCell.clear();
+        batch->shapedEnds.clear();
         // A batch that once held a huge value does not keep its memory for the rest of the load.
         if (batch->bytes.capacity() > 8 * batchBytes)
             batch->bytes.shrink_to_fit();
-        batch->rows = 0;
+        if (batch->shaped.capacity() > 8 * batchBytes)
+            batch->shaped.shrink_to_fit();
         return batch;
     }
 
@@ -231,7 +338,7 @@ private:
     // cursor's Failure if it had one.
     bool takeBatch()
     {
-        m_row = nullptr;
+        m_view.point(nullptr, nullptr);
         if (m_ended)
             return false;
         noticeEsc();
@@ -253,7 +360,7 @@ private:
             m_ready.pop_front();
             m_changed.notify_all();
             m_index = 0;
-            m_row = m_current->cells.data();
+            m_view.point(m_current.get(), m_current->rowCells(0));
             return true;
         }
         lock.unlock();
@@ -273,26 +380,14 @@ private:
         }
     }
 
-    // A number asked for as text in a column read as numbers: the engine's usual forms.
-    QByteArrayView formatted(int column, const Cell &cell) const
-    {
-        char digits[32];
-        int size = 0;
-        if (cell.storage == Storage::Integer) {
-            size = int(std::to_chars(digits, digits + sizeof digits, cell.integer).ptr - digits);
-        } else {
-            size = std::snprintf(digits, sizeof digits, "%.15g", cell.real);
-            if (QByteArrayView(digits, size).indexOf('.') < 0 && QByteArrayView(digits, size).indexOf('e') < 0
-                && QByteArrayView(digits, size).indexOf('n') < 0)
-                size += std::snprintf(digits + size, sizeof digits - size_t(size), ".0");
-        }
-        QByteArray &text = m_formatted[size_t(column)];
-        text = QByteArray(digits, size);
-        return text;
-    }
-
     std::unique_ptr<Cursor> m_inner;
     const qint64 m_maxRows;
+    const RowShaper m_shaper;
+    // The reader's own: whether the batch being filled is shaped, and whether the last one left it idle
+    // for a while.
+    bool m_shapeBatch = false;
+    bool m_readerSlack = true;
+    BatchRow m_view; // the caller's current row
     size_t m_columnCount = 0;
     std::vector<bool> m_keepText;
 
@@ -309,16 +404,14 @@ private:
     // The caller's thread only.
     std::unique_ptr<Batch> m_current;
     int m_index = 0;
-    const Cell *m_row = nullptr;
     bool m_ended = false;
-    mutable std::vector<QByteArray> m_formatted;
 };
 
 } // namespace
 
-std::unique_ptr<Cursor> readAhead(std::unique_ptr<Cursor> inner, qint64 maxRows)
+std::unique_ptr<Cursor> readAhead(std::unique_ptr<Cursor> inner, qint64 maxRows, RowShaper shaper)
 {
-    return std::make_unique<ReadAheadCursor>(std::move(inner), maxRows);
+    return std::make_unique<ReadAheadCursor>(std::move(inner), maxRows, std::move(shaper));
 }
 
 } // namespace Brennvox10::data

@@ -12,7 +12,8 @@
 namespace Brennvox10::data {
 
 // Reads at most maxRows rows (a negative number for all), then reports the end without stepping
-// further: a line limit reads no more rows than it shows.
-std::unique_ptr<Cursor> readAhead(std::unique_ptr<Cursor> inner, qint64 maxRows = -1);
+// further: a line limit reads no more rows than it shows. A shaper, when given, runs on the reader
+// thread for every row, so that the caller's own work on a row can be done there too.
+std::unique_ptr<Cursor> readAhead(std::unique_ptr<Cursor> inner, qint64 maxRows = -1, RowShaper shaper = {});
 
 } // namespace Brennvox10::data

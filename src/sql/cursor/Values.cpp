@@ -122,6 +122,41 @@ int adoTypeForInteger(qint64 value)
         : AdoType::BigInt;
 }
 
+namespace {
+
+// "-123.4500" with at most 15 digits: the digits as a whole number, divided by the power of ten
+// their point stands for. Both are exact in a double, and one division rounds correctly, as a full
+// parse would. False for any other form.
+bool parsePlainDecimal(QByteArrayView text, double &value)
+{
+    static constexpr double tens[] = { 1e0, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 1e9, 1e10, 1e11, 1e12,
+        1e13, 1e14, 1e15 };
+    qsizetype i = text[0] == '-' ? 1 : 0;
+    qint64 digits = 0;
+    int count = 0, fraction = -1;
+    for (; i < text.size(); ++i) {
+        const char c = text[i];
+        if (c >= '0' && c <= '9') {
+            digits = digits * 10 + (c - '0');
+            if (++count > 15)
+                return false;
+            if (fraction >= 0)
+                ++fraction;
+        } else if (c == '.' && fraction < 0) {
+            fraction = 0;
+        } else {
+            return false;
+        }
+    }
+    if (count == 0)
+        return false;
+    const double magnitude = fraction > 0 ? double(digits) / tens[fraction] : double(digits);
+    value = text[0] == '-' ? -magnitude : magnitude;
+    return true;
+}
+
+} // namespace
+
 bool parseDouble(QByteArrayView text, double &value)
 {
     text = trimmed(text);
@@ -129,6 +164,8 @@ bool parseDouble(QByteArrayView text, double &value)
         text = text.sliced(1);
     if (text.isEmpty())
         return false;
+    if (parsePlainDecimal(text, value))
+        return true;
     const char *end = text.data() + text.size();
     const auto [ptr, ec] = std::from_chars(text.data(), end, value);
     return ec == std::errc() && ptr == end && std::isfinite(value);
@@ -172,15 +209,34 @@ bool parseBool(QByteArrayView text, bool &value)
     return true;
 }
 
+namespace {
+
+// The proleptic Gregorian calendar's day number, as QDate counts it, for years 1 to 9999; false for
+// a date that does not exist. A load reads millions of dates.
+bool julianDayOf(int year, int month, int day, qint64 &julianDay)
+{
+    static constexpr int lengths[] = { 31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31 };
+    if (year < 1 || month < 1 || month > 12 || day < 1)
+        return false;
+    const bool leap = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
+    if (day > lengths[month - 1] + (month == 2 && leap ? 1 : 0))
+        return false;
+    const qint64 a = (14 - month) / 12, y = year + 4800 - a, m = month + 12 * a - 3;
+    julianDay = day + (153 * m + 2) / 5 + 365 * y + y / 4 - y / 100 + y / 400 - 32045;
+    return true;
+}
+
+} // namespace
+
 bool parseIsoDateTime(QByteArrayView text, DateTimeValue &value)
 {
     // YYYY-MM-DD, then optionally ' ' or 'T', HH:MM, :SS and .fraction.
     const int year = digitsAt(text, 0, 4), month = digitsAt(text, 5, 2), day = digitsAt(text, 8, 2);
-    if (year < 0 || month < 0 || day < 0 || text[4] != '-' || text[7] != '-'
-        || !QDate::isValid(year, month, day))
+    if (year < 0 || month < 0 || day < 0 || text[4] != '-' || text[7] != '-')
         return false;
     DateTimeValue result;
-    result.julianDay = QDate(year, month, day).toJulianDay();
+    if (!julianDayOf(year, month, day, result.julianDay))
+        return false;
     if (text.size() == 10) {
         value = result;
         return true;
