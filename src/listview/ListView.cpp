@@ -172,6 +172,16 @@ ListItem ListItems::Add(QByteArrayView keyUtf8, const CellValue &text)
     return d->item(d->addRow(keyUtf8, text));
 }
 
+void clearForLoad(ListItems &items)
+{
+    ListViewPrivate::of(items)->clearRows(true);
+}
+
+void loadDone(ListItems &items)
+{
+    ListViewPrivate::of(items)->store.releaseRoom();
+}
+
 void packRow(QByteArrayView keyUtf8, const CellValue *cells, int count, std::vector<char> &out)
 {
     RowStore::pack(keyUtf8, cells, count, out);

@@ -343,11 +343,11 @@ void ListViewPrivate::removeRow(quint32 id)
     }
 }
 
-void ListViewPrivate::clearRows()
+void ListViewPrivate::clearRows(bool keepRoom)
 {
     beginResetModel();
-    store.clear();
-    order.clear();
+    store.clear(keepRoom);
+    order.clear(keepRoom);
     shown = 0;
     announcedIds = 0;
     sortPending = false;

@@ -48,7 +48,7 @@ public:
     quint32 addPackedRow(QByteArrayView packed);
     void setCell(quint32 id, int index, const CellValue &value);
     void removeRow(quint32 id);
-    void clearRows();
+    void clearRows(bool keepRoom = false);
     // Shown position of a live row, pending rows included.
     int positionOf(quint32 id) const { return int(order.positionOf(id)); }
     // Throws unless the handle names a live row.

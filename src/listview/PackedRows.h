@@ -9,6 +9,10 @@
 
 namespace Brennvox10 {
 
+// Clear(), for a load that follows at once: it reuses the rows' memory, until loadDone().
+void clearForLoad(ListItems &items);
+void loadDone(ListItems &items);
+
 // Appends to out the row that Add(key, cells[0]) and setSubItems(i, cells[i]) for the others would
 // make. Safe on any thread. Failure 7 for a row too big for a list.
 void packRow(QByteArrayView keyUtf8, const CellValue *cells, int count, std::vector<char> &out);

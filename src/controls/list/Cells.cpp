@@ -129,6 +129,9 @@ data::RowShaper rowPacker(const std::vector<data::ColumnInfo> &columns, int keyI
     };
     auto scratch = std::make_shared<Scratch>();
     scratch->cells.resize(fieldOf.size());
+    // A key that is also a column (the usual case) is read once, as that column's cell.
+    const auto keyColumn = std::find(fieldOf.begin(), fieldOf.end(), keyIndex);
+    const int keyCell = keyColumn == fieldOf.end() ? -1 : int(keyColumn - fieldOf.begin());
     return [=](const data::Cursor &row, std::vector<char> &out) {
         const data::FieldView key(row, keyIndex, types[size_t(keyIndex)]);
         const int keyType = key.Type();
@@ -146,9 +149,17 @@ data::RowShaper rowPacker(const std::vector<data::ColumnInfo> &columns, int keyI
                 return;
             fillCell(scratch->cells[i], field, i > 0);
         }
-        const QByteArrayView keyBytes
-            = plainText ? keyOfText(key.utf8(), scratch->key) : keyOfInteger(key.asInt64(), scratch->key);
-        packRow(keyBytes, scratch->cells.data(), int(scratch->cells.size()), out);
+        const CellValue *asCell = keyCell >= 0 ? &scratch->cells[size_t(keyCell)] : nullptr;
+        if (wholeNumber) {
+            // 'T' and at most 20 digits and a sign: no buffer of the heap's.
+            char digits[24] = { ItemKeyPrefix };
+            const qint64 value = asCell && asCell->kind == CellValue::Kind::Integer ? asCell->integer : key.asInt64();
+            const char *end = std::to_chars(digits + 1, digits + sizeof digits, value).ptr;
+            packRow(QByteArrayView(digits, end - digits), scratch->cells.data(), int(scratch->cells.size()), out);
+            return;
+        }
+        const QByteArrayView text = asCell && asCell->kind == CellValue::Kind::Text ? asCell->text : key.utf8();
+        packRow(keyOfText(text, scratch->key), scratch->cells.data(), int(scratch->cells.size()), out);
     };
 }
 

@@ -346,7 +346,13 @@ void RecordList::LoadList()
             rs.setCursorLocation(3);
             rs.Open(query, m_effectiveConnection, 3, 3, -1);
         });
-        g.step([&] { m_list.ListItems().Clear(); });
+        // The rows read reuse the memory of the rows they replace; what they leave goes back at the
+        // end, however the load ends.
+        struct LoadDone {
+            ListItems &items;
+            ~LoadDone() { loadDone(items); }
+        } done { m_list.ListItems() };
+        g.step([&] { clearForLoad(m_list.ListItems()); });
         fillList(g, rs, packedFor, packer);
         g.step([&] { rs.Close(); });
     });

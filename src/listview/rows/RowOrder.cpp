@@ -69,11 +69,14 @@ void RowOrder::pushBack(quint32 id)
     addToTree(m_blocks.size() - 1, 1);
 }
 
-void RowOrder::clear()
+void RowOrder::clear(bool keepRoom)
 {
     std::vector<Block>().swap(m_blocks);
     std::vector<quint32>().swap(m_indexOfSerial);
-    BulkVector<quint32>().swap(m_serialOfRow);
+    if (keepRoom)
+        m_serialOfRow.clear();
+    else
+        BulkVector<quint32>().swap(m_serialOfRow);
     std::vector<qint64>().swap(m_tree);
     m_treeValid = true;
     m_size = 0;

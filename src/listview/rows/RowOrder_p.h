@@ -24,7 +24,8 @@ public:
     void insert(size_t position, quint32 id);
     void erase(size_t position);
     void pushBack(quint32 id);
-    void clear();
+    // keepRoom: a load follows at once, which reuses the memory the row index had.
+    void clear(bool keepRoom = false);
 
     // The whole order at once, for a full sort.
     BulkVector<quint32> toVector() const;

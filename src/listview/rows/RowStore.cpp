@@ -241,9 +241,16 @@ char *RowStore::allocate(quint32 bytes, quint64 *location, quint64 room)
 {
     if (m_chunks.empty() || m_chunks.back().size - m_chunks.back().used < bytes) {
         const quint32 planned = std::min(LargestChunkSize, FirstChunkSize << std::min(m_nextChunk, 8u));
+        const quint64 wanted = std::max({ quint64(bytes), quint64(planned), std::min(room, LargestRow) });
         Chunk chunk;
-        chunk.size = quint32(std::max({ quint64(bytes), quint64(planned), std::min(room, LargestRow) }));
-        chunk.data = bulkBlock(chunk.size);
+        if (!m_spare.empty() && m_spare.back().size >= wanted) {
+            chunk.data = std::move(m_spare.back().data);
+            chunk.size = m_spare.back().size;
+            m_spare.pop_back();
+        } else {
+            chunk.size = quint32(wanted);
+            chunk.data = bulkBlock(chunk.size);
+        }
         m_chunks.push_back(std::move(chunk));
         ++m_nextChunk;
     }
@@ -620,11 +627,24 @@ void RowStore::remove(quint32 id)
     compactIfWasteful();
 }
 
-void RowStore::clear()
+void RowStore::clear(bool keepRoom)
 {
-    std::vector<Chunk>().swap(m_chunks);
-    BulkVector<quint64>().swap(m_rows);
-    BulkVector<quint64>().swap(m_slots);
+    if (keepRoom) {
+        for (Chunk &chunk : m_chunks) {
+            if (chunk.data)
+                m_spare.push_back(Chunk { std::move(chunk.data), chunk.size });
+        }
+        // The biggest are taken first.
+        std::sort(m_spare.begin(), m_spare.end(), [](const Chunk &a, const Chunk &b) { return a.size < b.size; });
+        std::vector<Chunk>().swap(m_chunks);
+        m_rows.clear();
+        std::fill(m_slots.begin(), m_slots.end(), 0);
+    } else {
+        std::vector<Chunk>().swap(m_chunks);
+        std::vector<Chunk>().swap(m_spare);
+        BulkVector<quint64>().swap(m_rows);
+        BulkVector<quint64>().swap(m_slots);
+    }
     m_keyed = 0;
     m_live = 0;
     ++m_generation;
@@ -633,6 +653,32 @@ void RowStore::clear()
     m_waste = 0;
     m_tail = None;
     m_tailCells = 0;
+}
+
+void RowStore::releaseRoom()
+{
+    std::vector<Chunk>().swap(m_spare);
+    // A table kept for more rows than came back shrinks to what they need.
+    const size_t fitting = std::max<size_t>(16, std::bit_ceil(m_keyed * 2));
+    try {
+        if (m_slots.size() > 2 * fitting) {
+            BulkVector<quint64> fresh(fitting, 0);
+            const size_t mask = fitting - 1;
+            for (quint64 e : m_slots) {
+                if (!e)
+                    continue;
+                size_t i = size_t(e >> 32) & mask;
+                while (fresh[i])
+                    i = (i + 1) & mask;
+                fresh[i] = e;
+            }
+            fresh.swap(m_slots);
+        }
+        if (m_rows.capacity() > 2 * std::max<size_t>(16, m_rows.size()))
+            m_rows.shrink_to_fit();
+    } catch (const std::bad_alloc &) {
+        // Shrinking only saves room.
+    }
 }
 
 } // namespace Brennvox10

@@ -55,7 +55,11 @@ public:
     CellValue cell(quint32 id, int index) const;
     QByteArrayView key(quint32 id) const;
     void remove(quint32 id);
-    void clear();
+    // keepRoom: a load follows at once, and takes the memory of the rows there were instead of
+    // asking the system for new (which costs a page fault a page) until releaseRoom().
+    void clear(bool keepRoom = false);
+    // Gives back what a load after clear(true) did not reuse.
+    void releaseRoom();
 
 private:
     static constexpr quint64 Dead = ~quint64(0);
@@ -81,6 +85,7 @@ private:
     void growSlots(size_t minimumRows);
 
     std::vector<Chunk> m_chunks;
+    std::vector<Chunk> m_spare; // memory kept by clear(true) for the load that follows
     BulkVector<quint64> m_rows; // id -> chunk << 32 | offset, or Dead
     // Open addressing with linear probing: hash << 32 | (id + 1), 0 when free.
     BulkVector<quint64> m_slots;
