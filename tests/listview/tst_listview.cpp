@@ -6,6 +6,7 @@
 // strip is filled or emptied, with keyed tabs refused as hosts know.
 
 #include "core/Prefault.h"
+#include "listview/PackedRows.h"
 #include "support/FailureOf.h"
 #include "support/Fixtures.h"
 #include "support/Rows.h"
@@ -388,6 +389,58 @@ private Q_SLOTS:
         QCoreApplication::processEvents();
         QCOMPARE(tree->model()->rowCount(), expected.size() - 1);
         list.ListItems().Clear(); // a reset the tester checks too
+    }
+
+    // Rows packed whole against the same rows added cell by cell, over loads that reuse the memory
+    // of the rows before them: fewer, more, and wider than those.
+    void packedRowsAndReloads_data()
+    {
+        columns<QList<int>>("loads"); // rows in each load; a negative count makes rows 200 bytes wider
+        QTest::newRow("one load") << QList<int> { 3000 };
+        QTest::newRow("fewer, then more") << QList<int> { 5000, 40, 9000 };
+        QTest::newRow("wider rows") << QList<int> { 4000, -4000, 10 };
+        QTest::newRow("empty between") << QList<int> { 2000, 0, 2000 };
+    }
+    void packedRowsAndReloads()
+    {
+        QFETCH(QList<int>, loads);
+        ListView packed, plain;
+        for (ListView *list : { &packed, &plain })
+            fill(*list, 3, {});
+        std::vector<char> bytes;
+        for (int load = 0; load < loads.size(); ++load) {
+            const int count = std::abs(loads[load]);
+            const QByteArray pad(loads[load] < 0 ? 200 : 0, 'w');
+            clearForLoad(packed.ListItems());
+            plain.ListItems().Clear();
+            for (int i = 0; i < count + (count > 0); ++i) {
+                // The last row repeats a key: refused whole, and nothing of it kept.
+                const QByteArray key = "T" + QByteArray::number(i < count ? i : 0);
+                const QByteArray text = "r" + QByteArray::number(load) + "." + QByteArray::number(i) + pad;
+                const CellValue cells[] = { CellValue::fromText(text), CellValue::fromInteger(i - 7),
+                    CellValue::fromDate(2460000 + i, 0, false, CellValue::Style::Date) };
+                bytes.clear();
+                packRow(key, cells, 3, bytes);
+                const bool added = bool(addPackedRow(packed.ListItems(), QByteArrayView(bytes.data(), qsizetype(bytes.size()))));
+                QCOMPARE(added, i < count);
+                if (i < count) {
+                    const ListItem item = plain.ListItems().Add(key, cells[0]);
+                    item.setSubItems(1, cells[1]);
+                    item.setSubItems(2, cells[2]);
+                }
+            }
+            loadDone(packed.ListItems());
+            // Rows loaded whole take later edits as any other.
+            if (count > 10) {
+                for (ListView *list : { &packed, &plain }) {
+                    list->ListItems().Item(QStringLiteral("T5")).setSubItems(1, QStringLiteral("grown ") + QString(300, 'g'));
+                    list->ListItems().Remove(QStringLiteral("T3"));
+                    list->ListItems().Add(QStringLiteral("T3"), QStringLiteral("back"));
+                }
+            }
+            QCOMPARE(rowTexts(packed), rowTexts(plain));
+            QCOMPARE(packed.ListItems().Count(), count);
+        }
     }
 
     void columnsAndHeader()
