@@ -9,6 +9,8 @@
 #include "support/Fixtures.h"
 #include "support/Rows.h"
 
+#include "LocalServer.h"
+
 #include <QElapsedTimer>
 #include <QTemporaryDir>
 #include <QTest>
@@ -43,7 +45,7 @@ enum class Mode { InPlace, Ahead, Shaped };
 // What a list sees of a recordset: each field's type, value and text, row after row, kept in a row
 // store under the first field as key. Shaped, the reader thread packs each row's typed line, and a
 // row it packed is stored and seen from that alone.
-Walk walk(const QString &db, const QString &sql, int fieldCount, qint64 maxRecords, Mode mode)
+Walk walk(const QString &connection, const QString &sql, int fieldCount, qint64 maxRecords, Mode mode)
 {
     Walk w;
     RowStore store;
@@ -62,7 +64,7 @@ Walk walk(const QString &db, const QString &sql, int fieldCount, qint64 maxRecor
     }
     std::vector<CellValue> cells;
     try {
-        rs.Open(sql, "Provider=SQLite;Data Source=" + db);
+        rs.Open(sql, connection);
         for (; !rs.Eof(); rs.MoveNext()) {
             if (const QByteArrayView packed = rs.shaped(); !packed.isEmpty()) {
                 QByteArrayView key;
@@ -101,6 +103,9 @@ class tst_readAhead : public QObject {
 
     QTemporaryDir dir;
     QString db;
+    // The same table on a PostgreSQL server, whose cursor reads ahead on a thread of its own.
+    LocalServer server;
+    QString pg;
 
 private Q_SLOTS:
     void initTestCase()
@@ -113,42 +118,73 @@ private Q_SLOTS:
                 "insert into t select i, case when i % 7 = 0 then null else 'name ' || i end, i * 1.25, "
                 "date('2000-01-01', '+' || i || ' days'), case i % 3 when 0 then i when 1 then i * 1.0e17 / 8 else 'c' || i end, "
                 "case when i % 5 = 0 then x'00ff10' end, i / 100.0 from n" });
+        if (LocalServer::available()) {
+            QVERIFY2(server.start() && server.copySqlite(db, "ahead"), qPrintable(server.error()));
+            pg = "Provider=PostgreSQL;Data Source=" + server.writeConnectionFile("ahead")
+                + ";Jet Oledb:database password=" + LocalServer::password;
+        }
     }
 
     void sameAsSteppingInPlace_data()
     {
-        columns<QString, int, qint64, int>("sql", "fields", "maxRecords", "rows");
+        columns<bool, QString, int, qint64, int>("pg", "sql", "fields", "maxRecords", "rows");
         const QString all = "select * from t";
         const QString failsAt = "select id, case when id = %1 then abs(-9223372036854775808) else name end, code from t";
         // clang-format off
-        QTest::newRow("every row") << all << 7 << qint64(-1) << 9000;
-        QTest::newRow("fails in the middle") << failsAt.arg(4500) << 3 << qint64(-1) << 4499;
-        QTest::newRow("fails on the first row") << failsAt.arg(1) << 3 << qint64(-1) << 0;
-        QTest::newRow("failure past the limit is never read") << failsAt.arg(4500) << 3 << qint64(100) << 100;
-        QTest::newRow("limit 0") << all << 7 << qint64(0) << 0;
-        QTest::newRow("limit past the end") << all << 7 << qint64(20000) << 9000;
-        QTest::newRow("no rows") << "select * from t where id < 0" << 7 << qint64(-1) << 0;
-        QTest::newRow("wide rows") << "select id, printf('%.*c', 70000 + id, 'x') from t where id < 50" << 2 << qint64(-1) << 49;
-        QTest::newRow("numbers read as text") << "select code, id, amount || '' from t" << 3 << qint64(-1) << 9000;
-        QTest::newRow("bad text fails at open") << "select nothing from t" << 1 << qint64(-1) << 0;
+        QTest::newRow("every row") << false << all << 7 << qint64(-1) << 9000;
+        QTest::newRow("fails in the middle") << false << failsAt.arg(4500) << 3 << qint64(-1) << 4499;
+        QTest::newRow("fails on the first row") << false << failsAt.arg(1) << 3 << qint64(-1) << 0;
+        QTest::newRow("failure past the limit is never read") << false << failsAt.arg(4500) << 3 << qint64(100) << 100;
+        QTest::newRow("limit 0") << false << all << 7 << qint64(0) << 0;
+        QTest::newRow("limit past the end") << false << all << 7 << qint64(20000) << 9000;
+        QTest::newRow("no rows") << false << "select * from t where id < 0" << 7 << qint64(-1) << 0;
+        QTest::newRow("wide rows") << false << "select id, printf('%.*c', 70000 + id, 'x') from t where id < 50" << 2 << qint64(-1) << 49;
+        QTest::newRow("numbers read as text") << false << "select code, id, amount || '' from t" << 3 << qint64(-1) << 9000;
+        QTest::newRow("bad text fails at open") << false << "select nothing from t" << 1 << qint64(-1) << 0;
+        // The provider's own reading thread, its batches and its failures.
+        const QString pgFailsAt = "select id, case when id = %1 then (1 / (id - %1))::text else name end, code from t";
+        QTest::newRow("pg every row") << true << "select * from t order by id" << 7 << qint64(-1) << 9000;
+        // A failing batch fails whole: the rows before it in that batch never come (-1: as many as in place).
+        QTest::newRow("pg fails in the middle") << true << pgFailsAt.arg(4500) << 3 << qint64(-1) << -1;
+        QTest::newRow("pg failure past the limit is never read") << true << pgFailsAt.arg(8000) << 3 << qint64(3000) << 3000;
+        QTest::newRow("pg limit inside the first batch") << true << "select * from t order by id" << 7 << qint64(10) << 10;
         // clang-format on
     }
     void sameAsSteppingInPlace()
     {
-        const auto [sql, fields, maxRecords, rows]
-            = fetch<QString, int, qint64, int>("sql", "fields", "maxRecords", "rows");
-        const Walk inPlace = walk(db, sql, fields, maxRecords, Mode::InPlace);
-        const Walk ahead = walk(db, sql, fields, maxRecords, Mode::Ahead);
-        const Walk shaped = walk(db, sql, fields, maxRecords, Mode::Shaped);
-        QCOMPARE(inPlace.cells.size(), rows);
+        const auto [onPg, sql, fields, maxRecords, rows]
+            = fetch<bool, QString, int, qint64, int>("pg", "sql", "fields", "maxRecords", "rows");
+        if (onPg && pg.isEmpty())
+            QSKIP("PostgreSQL's server programs are not installed");
+        const QString connection = onPg ? pg : "Provider=SQLite;Data Source=" + db;
+        const Walk inPlace = walk(connection, sql, fields, maxRecords, Mode::InPlace);
+        const Walk ahead = walk(connection, sql, fields, maxRecords, Mode::Ahead);
+        const Walk shaped = walk(connection, sql, fields, maxRecords, Mode::Shaped);
+        if (rows >= 0)
+            QCOMPARE(inPlace.cells.size(), rows);
         QCOMPARE(ahead.outcome, inPlace.outcome);
         QCOMPARE(ahead.cells, inPlace.cells);
-        QCOMPARE(ahead.stored, rows);
+        QCOMPARE(ahead.stored, inPlace.cells.size());
         QCOMPARE(shaped.outcome, inPlace.outcome);
         QCOMPARE(shaped.typed, inPlace.typed);
-        QCOMPARE(shaped.stored, rows);
-        // The reader packs while it has time to spare, and a first batch always.
-        QVERIFY(rows == 0 || shaped.packed > 0);
+        QCOMPARE(shaped.stored, inPlace.cells.size());
+        // The reader packs while it has time to spare, and always past its first rows.
+        QVERIFY(inPlace.cells.size() <= 64 || shaped.packed > 0);
+    }
+
+    // Read ahead, the server's cursor is asked for no row past the line limit, so a failure just past
+    // it never comes, where a cursor that fetches whole batches would meet it.
+    void pgFetchesNothingPastTheLimit()
+    {
+        if (pg.isEmpty())
+            QSKIP("PostgreSQL's server programs are not installed");
+        const QString sql = "select id, case when id = 3001 then (1 / (id - 3001))::text else name end from t";
+        for (const Mode mode : { Mode::Ahead, Mode::Shaped }) {
+            const Walk w = walk(pg, sql, 2, 3000, mode);
+            QCOMPARE(w.outcome, "end");
+            QCOMPARE(w.stored, 3000);
+        }
+        QVERIFY(walk(pg, sql, 2, 3000, Mode::InPlace).outcome != "end");
     }
 
     // Closed after a few rows of a text that never ends: the reader stops with it and never waits.
