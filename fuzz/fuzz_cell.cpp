@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Cells of every kind and style: any value formats under the locales hosts use, and a row store
-// gives back exactly the values it was given, whatever their sizes and order of writing.
+// gives back exactly the values it was given, whatever their sizes and order of writing, rows added
+// cell by cell or packed whole.
 #include "listview/rows/RowStore_p.h"
 
 #include <Brennvox10/ListView.h>
@@ -89,9 +90,19 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         if (expected.empty() || (at & 1)) {
             const QByteArray key = QByteArray::number(qulonglong(expected.size()));
             const CellValue first = cell.kind == CellValue::Kind::Text ? cell : CellValue::fromText("t");
-            if (store.append(key, first) == RowStore::None)
-                std::abort();
-            expected.push_back({ first });
+            if (at & 2) {
+                // Packed whole, as a reader thread packs a row: the first cell and this one after it.
+                const CellValue cells[] = { first, cell };
+                std::vector<char> packed;
+                RowStore::pack(key, cells, 2, packed);
+                if (store.appendPacked(QByteArrayView(packed.data(), qsizetype(packed.size()))) == RowStore::None)
+                    std::abort();
+                expected.push_back({ first, cell });
+            } else {
+                if (store.append(key, first) == RowStore::None)
+                    std::abort();
+                expected.push_back({ first });
+            }
         } else {
             const size_t row = (at >> 1) % expected.size();
             const int index = (at >> 4) % 8;
