@@ -49,7 +49,8 @@ case "$what" in
       cmake --build "$build-sanitize"
       ctest --test-dir "$build-sanitize" --output-on-failure "$@"
     fi
-    # The rows read ahead on the engine's thread while the caller stores them, under ThreadSanitizer:
+    # The rows read ahead (and packed) on the engine's thread while the caller stores them, from SQLite
+    # and from PostgreSQL, under ThreadSanitizer:
     # a race that happens not to corrupt anything is still a failure. TSAN=0 skips this pass.
     if [ "${TSAN:-1}" != 0 ]; then
       ts="-fsanitize=thread -fno-omit-frame-pointer"
@@ -57,7 +58,9 @@ case "$what" in
         -DBRENNVOX10_BUILD_BENCH=OFF -DBRENNVOX10_BUILD_DESIGNER=OFF -DBRENNVOX10_BUILD_DOCS=OFF \
         -DCMAKE_CXX_FLAGS="$ts" -DCMAKE_EXE_LINKER_FLAGS="$ts" -DCMAKE_SHARED_LINKER_FLAGS="$ts" >/dev/null
       cmake --build "$build-tsan" --target tst_readAhead
-      TSAN_OPTIONS="halt_on_error=1 suppressions=$PWD/tests/support/tsan.supp" ctest --test-dir "$build-tsan" --output-on-failure -R '^tst_readAhead$'
+      # The suite starts a PostgreSQL server: its child processes only exec the server's programs.
+      TSAN_OPTIONS="halt_on_error=1 die_after_fork=0 suppressions=$PWD/tests/support/tsan.supp" \
+        ctest --test-dir "$build-tsan" --output-on-failure -R '^tst_readAhead$'
     fi
     # What reads outside input, against libFuzzer for FUZZ_SECONDS each (0 skips), from the seeds in
     # fuzz/corpus; what it finds new goes to a scratch folder, a crash stops the run.
