@@ -400,9 +400,13 @@ int main(int argc, char **argv)
                 table.push_back(
                     { "(d) QTreeWidget", rows, bench::best(opt.reps, [&] { return treeWidget(db, rows); }) });
             if (opt.paths.contains(QLatin1Char('e'))) {
+                // Each run is a new control, so each Showme is a first load.
                 std::pair<bench::Measure, bench::Measure> runs = listRecord(db, opt.folder, rows);
-                for (int i = 1; i < opt.reps; ++i)
-                    keepFaster(runs.second, listRecord(db, opt.folder, rows).second);
+                for (int i = 1; i < opt.reps; ++i) {
+                    const std::pair<bench::Measure, bench::Measure> again = listRecord(db, opt.folder, rows);
+                    keepFaster(runs.first, again.first);
+                    keepFaster(runs.second, again.second);
+                }
                 table.push_back({ "(e) ctlListRecord Showme", rows, runs.first });
                 table.push_back({ "(e) ctlListRecord refresh", rows, runs.second });
             }

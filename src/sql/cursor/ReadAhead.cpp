@@ -11,7 +11,7 @@
 #include <mutex>
 #include <thread>
 
-#include <time.h>
+#include <sys/resource.h>
 
 namespace Brennvox10::data {
 
@@ -19,11 +19,12 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-std::chrono::nanoseconds threadCpuTime()
+// How often this thread has waited for something (a read from disk, a lock) since it started.
+long threadWaits()
 {
-    timespec now {};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-    return std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec);
+    rusage usage {};
+    getrusage(RUSAGE_THREAD, &usage);
+    return usage.ru_nvcsw;
 }
 
 // Small at first, so that the first rows come at once; then big enough that handing a batch over
@@ -204,7 +205,7 @@ private:
         std::unique_ptr<Batch> batch = freshBatch();
         int wanted = firstBatchRows;
         Clock::time_point begun = Clock::now();
-        std::chrono::nanoseconds cpuBegun = threadCpuTime();
+        long waitsBegun = threadWaits();
         std::exception_ptr failure;
         try {
             for (qint64 read = 0; batch && (m_maxRows < 0 || read < m_maxRows); ++read) {
@@ -216,14 +217,14 @@ private:
                 if (rows >= wanted || batch->bytes.size() + batch->shaped.size() >= batchBytes
                     || (m_waiting.load(std::memory_order_relaxed) && rows % 16 == 0
                         && (rows >= waitedRows || Clock::now() - begun >= waitedAge))) {
-                    // Time spent waiting for the inner cursor (an engine in another process, or
-                    // another thread taking this core) is time this thread can shape rows in.
-                    m_readerSlack = (threadCpuTime() - cpuBegun) * 10 < (Clock::now() - begun) * 9;
+                    // A batch read with waits (on a disk, on another process) leaves this thread
+                    // time to shape rows in; one read straight through does not.
+                    m_readerSlack = threadWaits() != waitsBegun;
                     publish(std::move(batch));
                     batch = freshBatch();
                     wanted = std::min(wanted * 4, maxBatchRows);
                     begun = Clock::now();
-                    cpuBegun = threadCpuTime();
+                    waitsBegun = threadWaits();
                 }
             }
         } catch (...) {
