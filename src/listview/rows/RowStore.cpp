@@ -288,19 +288,23 @@ quint32 RowStore::hashOf(QByteArrayView key) const
 void RowStore::growSlots(size_t minimumRows)
 {
     const size_t wanted = std::max<size_t>(16, std::bit_ceil(minimumRows * 2));
-    if (wanted <= m_slots.size())
-        return;
-    BulkVector<quint64> old(wanted, 0);
-    old.swap(m_slots);
-    const size_t mask = m_slots.size() - 1;
-    for (quint64 e : old) {
+    if (wanted > m_slots.size())
+        rehashSlots(wanted);
+}
+
+void RowStore::rehashSlots(size_t size)
+{
+    BulkVector<quint64> fresh(size, 0);
+    const size_t mask = size - 1;
+    for (quint64 e : m_slots) {
         if (!e)
             continue;
         size_t i = size_t(e >> 32) & mask;
-        while (m_slots[i])
+        while (fresh[i])
             i = (i + 1) & mask;
-        m_slots[i] = e;
+        fresh[i] = e;
     }
+    fresh.swap(m_slots);
 }
 
 void RowStore::insertSlot(quint32 hash, quint32 id)
@@ -357,6 +361,28 @@ quint32 RowStore::find(QByteArrayView key, quint32 hash) const
     return None;
 }
 
+char *RowStore::placeRow(QByteArrayView key, quint32 bytes, quint64 *location)
+{
+    // Everything that can run out of memory comes before the first change.
+    if (!key.isEmpty() && (m_keyed + 1) * 2 > m_slots.size())
+        growSlots(m_keyed + 1);
+    if (m_rows.size() == m_rows.capacity())
+        m_rows.reserve(std::max<size_t>(16, m_rows.size() * 2));
+    return allocate(bytes, location);
+}
+
+quint32 RowStore::addRow(QByteArrayView key, quint32 hash, quint64 location, int cells)
+{
+    const quint32 id = quint32(m_rows.size());
+    m_rows.push_back(location);
+    if (!key.isEmpty())
+        insertSlot(hash, id);
+    ++m_live;
+    m_tail = id;
+    m_tailCells = cells;
+    return id;
+}
+
 quint32 RowStore::append(QByteArrayView key, const CellValue &text)
 try {
     quint32 hash = 0;
@@ -367,27 +393,14 @@ try {
     }
     const quint64 payload = varintSize(quint64(key.size())) + quint64(key.size()) + cellSize(text);
     checkRowSize(HeaderSize + payload);
-    // Everything that can run out of memory comes before the first change.
-    if (!key.isEmpty() && (m_keyed + 1) * 2 > m_slots.size())
-        growSlots(m_keyed + 1);
-    if (m_rows.size() == m_rows.capacity())
-        m_rows.reserve(std::max<size_t>(16, m_rows.size() * 2));
     quint64 location;
-    char *p = allocate(quint32(HeaderSize + payload), &location);
+    char *p = placeRow(key, quint32(HeaderSize + payload), &location);
     writeU32(p, quint32(payload));
     p = putVarint(p + HeaderSize, quint64(key.size()));
     if (!key.isEmpty())
         std::memcpy(p, key.data(), size_t(key.size()));
     putCell(p + key.size(), text);
-
-    const quint32 id = quint32(m_rows.size());
-    m_rows.push_back(location);
-    if (!key.isEmpty())
-        insertSlot(hash, id);
-    ++m_live;
-    m_tail = id;
-    m_tailCells = 1;
-    return id;
+    return addRow(key, hash, location, 1);
 } catch (const std::bad_alloc &) {
     throw failureFor(FailureNumber::OutOfMemory);
 }
@@ -457,21 +470,9 @@ try {
     const quint32 hash = key.isEmpty() ? 0 : header.seed == m_seed ? header.hash : hashOf(key);
     if (!key.isEmpty() && find(key, hash) != None)
         return None;
-    if (!key.isEmpty() && (m_keyed + 1) * 2 > m_slots.size())
-        growSlots(m_keyed + 1);
-    if (m_rows.size() == m_rows.capacity())
-        m_rows.reserve(std::max<size_t>(16, m_rows.size() * 2));
     quint64 location;
-    std::memcpy(allocate(size, &location), row, size);
-
-    const quint32 id = quint32(m_rows.size());
-    m_rows.push_back(location);
-    if (!key.isEmpty())
-        insertSlot(hash, id);
-    ++m_live;
-    m_tail = id;
-    m_tailCells = int(header.cells);
-    return id;
+    std::memcpy(placeRow(key, size, &location), row, size);
+    return addRow(key, hash, location, int(header.cells));
 } catch (const std::bad_alloc &) {
     throw failureFor(FailureNumber::OutOfMemory);
 }
@@ -661,19 +662,8 @@ void RowStore::releaseRoom()
     // A table kept for more rows than came back shrinks to what they need.
     const size_t fitting = std::max<size_t>(16, std::bit_ceil(m_keyed * 2));
     try {
-        if (m_slots.size() > 2 * fitting) {
-            BulkVector<quint64> fresh(fitting, 0);
-            const size_t mask = fitting - 1;
-            for (quint64 e : m_slots) {
-                if (!e)
-                    continue;
-                size_t i = size_t(e >> 32) & mask;
-                while (fresh[i])
-                    i = (i + 1) & mask;
-                fresh[i] = e;
-            }
-            fresh.swap(m_slots);
-        }
+        if (m_slots.size() > 2 * fitting)
+            rehashSlots(fitting);
         if (m_rows.capacity() > 2 * std::max<size_t>(16, m_rows.size()))
             m_rows.shrink_to_fit();
     } catch (const std::bad_alloc &) {

@@ -74,6 +74,10 @@ private:
     quint32 blobSize(quint32 id) const;
     // A new chunk gets at least `room` bytes. Throws std::bad_alloc, with nothing changed.
     char *allocate(quint32 bytes, quint64 *location, quint64 room = 0);
+    // Room for a new row of `bytes` and its entries, before anything changes; throws std::bad_alloc.
+    char *placeRow(QByteArrayView key, quint32 bytes, quint64 *location);
+    // The row placed there becomes the newest, with `cells` cells.
+    quint32 addRow(QByteArrayView key, quint32 hash, quint64 location, int cells);
     // The blob at `location` is no longer used; a chunk left with none goes at once.
     void release(quint64 location, quint32 bytes);
     void rewrite(quint32 id, QByteArrayView key, const std::vector<CellValue> &cells);
@@ -83,6 +87,8 @@ private:
     void insertSlot(quint32 hash, quint32 id);
     void eraseSlot(quint32 id);
     void growSlots(size_t minimumRows);
+    // Throws std::bad_alloc, with nothing changed.
+    void rehashSlots(size_t size);
 
     std::vector<Chunk> m_chunks;
     std::vector<Chunk> m_spare; // memory kept by clear(true) for the load that follows
