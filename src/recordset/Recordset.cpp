@@ -366,15 +366,7 @@ Field &Recordset::Fields(const QString &name)
 
 bool Recordset::shapeCurrent(const RowShaper &shaper, std::vector<char> &out) const
 {
-    if (!d->atRow || !shaper)
-        return false;
-    const size_t begin = out.size();
-    try {
-        shaper(*d->cursor, out);
-    } catch (const Failure &) {
-        out.resize(begin);
-    }
-    return out.size() > begin;
+    return d->atRow && shaper && shapeRow(shaper, *d->cursor, out);
 }
 
 const std::vector<ColumnInfo> &Recordset::columns() const

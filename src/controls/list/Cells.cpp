@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <memory>
 
 namespace Brennvox10 {
 
@@ -97,20 +96,36 @@ QByteArrayView keyOfInteger(qint64 value, QByteArray &buffer)
     return keyOfText(QByteArrayView(digits, end - digits), buffer);
 }
 
+// How a key field's value becomes an item key: its text as the database gives it, a whole number's
+// digits, or (Other) its cell's text in the default form.
+enum class KeyForm { Text, Integer, Other };
+KeyForm keyFormOf(const data::FieldView &field)
+{
+    const int type = field.Type();
+    if (field.storage() == Storage::Text && type != data::AdoType::Date && type != data::AdoType::Currency
+        && type != data::AdoType::Boolean && type != Binary)
+        return KeyForm::Text;
+    if (field.storage() == Storage::Integer
+        && (type == data::AdoType::Integer || type == data::AdoType::BigInt || type == data::AdoType::SmallInt
+            || type == data::AdoType::Text))
+        return KeyForm::Integer;
+    return KeyForm::Other;
+}
+
 } // namespace
 
 QByteArrayView itemKeyFor(const data::Field &field, QByteArray &buffer)
 {
     if (field.isNull())
         return keyOfText({}, buffer);
-    const int type = field.Type();
-    if (field.storage() == Storage::Text && type != data::AdoType::Date && type != data::AdoType::Currency
-        && type != data::AdoType::Boolean && type != Binary)
+    switch (keyFormOf(field.view())) {
+    case KeyForm::Text:
         return keyOfText(field.utf8(), buffer);
-    if (field.storage() == Storage::Integer
-        && (type == data::AdoType::Integer || type == data::AdoType::BigInt || type == data::AdoType::SmallInt
-            || type == data::AdoType::Text))
+    case KeyForm::Integer:
         return keyOfInteger(field.asInt64(), buffer);
+    case KeyForm::Other:
+        break;
+    }
     return keyOfText(cellText(cellFor(field, false)).toUtf8(), buffer);
 }
 
@@ -122,44 +137,31 @@ data::RowShaper rowPacker(const std::vector<data::ColumnInfo> &columns, int keyI
     std::vector<int> types;
     for (const data::ColumnInfo &column : columns)
         types.push_back(column.declaredType);
-    // Kept between rows: the reader thread packs one row at a time.
-    struct Scratch {
-        std::vector<CellValue> cells;
-        QByteArray key;
-    };
-    auto scratch = std::make_shared<Scratch>();
-    scratch->cells.resize(fieldOf.size());
     // A key that is also a column (the usual case) is read once, as that column's cell.
     const auto keyColumn = std::find(fieldOf.begin(), fieldOf.end(), keyIndex);
     const int keyCell = keyColumn == fieldOf.end() ? -1 : int(keyColumn - fieldOf.begin());
-    return [=](const data::Cursor &row, std::vector<char> &out) {
+    // The cells and key are kept between rows; each copy of the shaper (one per thread) has its own.
+    return [=, cells = std::vector<CellValue>(fieldOf.size()), keyBuffer = QByteArray()](
+               const data::Cursor &row, std::vector<char> &out) mutable {
         const data::FieldView key(row, keyIndex, types[size_t(keyIndex)]);
-        const int keyType = key.Type();
-        const bool plainText = key.storage() == Storage::Text && keyType != data::AdoType::Date
-            && keyType != data::AdoType::Currency && keyType != data::AdoType::Boolean && keyType != Binary;
-        const bool wholeNumber = key.storage() == Storage::Integer
-            && (keyType == data::AdoType::Integer || keyType == data::AdoType::BigInt
-                || keyType == data::AdoType::SmallInt || keyType == data::AdoType::Text);
-        if (!plainText && !wholeNumber)
+        const KeyForm form = keyFormOf(key);
+        if (form == KeyForm::Other)
             return;
         for (size_t i = 0; i < fieldOf.size(); ++i) {
             const data::FieldView field(row, fieldOf[i], types[size_t(fieldOf[i])]);
             // Bytes read differently as text and as a blob by some engines: the long way reads them.
             if (field.storage() == Storage::Null || field.storage() == Storage::Blob)
                 return;
-            fillCell(scratch->cells[i], field, i > 0);
+            fillCell(cells[i], field, i > 0);
         }
-        const CellValue *asCell = keyCell >= 0 ? &scratch->cells[size_t(keyCell)] : nullptr;
-        if (wholeNumber) {
-            // 'T' and at most 20 digits and a sign: no buffer of the heap's.
-            char digits[24] = { ItemKeyPrefix };
-            const qint64 value = asCell && asCell->kind == CellValue::Kind::Integer ? asCell->integer : key.asInt64();
-            const char *end = std::to_chars(digits + 1, digits + sizeof digits, value).ptr;
-            packRow(QByteArrayView(digits, end - digits), scratch->cells.data(), int(scratch->cells.size()), out);
-            return;
-        }
-        const QByteArrayView text = asCell && asCell->kind == CellValue::Kind::Text ? asCell->text : key.utf8();
-        packRow(keyOfText(text, scratch->key), scratch->cells.data(), int(scratch->cells.size()), out);
+        const CellValue *asCell = keyCell >= 0 ? &cells[size_t(keyCell)] : nullptr;
+        QByteArrayView keyBytes;
+        if (form == KeyForm::Integer)
+            keyBytes = keyOfInteger(
+                asCell && asCell->kind == CellValue::Kind::Integer ? asCell->integer : key.asInt64(), keyBuffer);
+        else
+            keyBytes = keyOfText(asCell && asCell->kind == CellValue::Kind::Text ? asCell->text : key.utf8(), keyBuffer);
+        packRow(keyBytes, cells.data(), int(cells.size()), out);
     };
 }
 

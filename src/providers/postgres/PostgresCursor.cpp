@@ -385,13 +385,7 @@ void PostgresCursor::shapeBatch(Batch &batch, const RowShaper &shaper) const
     batch.shapedEnds.reserve(size_t(count));
     for (int i = 0; i < count; ++i) {
         row.point(batch.rows.get(), i);
-        const size_t begin = batch.shaped.size();
-        try {
-            shaper(row, batch.shaped);
-        } catch (...) {
-            // The row comes unshaped: the caller's long way meets the same fault in its turn.
-            batch.shaped.resize(begin);
-        }
+        shapeRow(shaper, row, batch.shaped);
         batch.shapedEnds.push_back(quint32(batch.shaped.size()));
     }
 }

@@ -72,6 +72,9 @@ public:
 // `out` comes with the row to the caller, as shaped(). It must not touch anything the caller's thread
 // changes; a Failure it throws leaves nothing for that row, and the row itself comes as ever.
 using RowShaper = std::function<void(const Cursor &row, std::vector<char> &out)>;
+// Runs a shaper over one row; false, and out as it was, when it left nothing or failed. The row then
+// comes unshaped, and the caller's long way meets the same fault in its turn.
+bool shapeRow(const RowShaper &shaper, const Cursor &row, std::vector<char> &out);
 
 // Tells the query observer, if one is set, the text about to run.
 void notifyObserver(const QString &sql);

@@ -274,14 +274,7 @@ private:
     // False when the shaper left nothing: the row is then kept as cells.
     bool shapeRow(Batch &batch)
     {
-        const size_t begin = batch.shaped.size();
-        try {
-            m_shaper(*m_inner, batch.shaped);
-        } catch (...) {
-            // The caller's long way meets the same fault in its turn.
-            batch.shaped.resize(begin);
-        }
-        if (batch.shaped.size() == begin)
+        if (!data::shapeRow(m_shaper, *m_inner, batch.shaped))
             return false;
         batch.firstCell.push_back(NoCells);
         batch.shapedEnds.push_back(quint32(batch.shaped.size()));
@@ -409,6 +402,17 @@ private:
 };
 
 } // namespace
+
+bool shapeRow(const RowShaper &shaper, const Cursor &row, std::vector<char> &out)
+{
+    const size_t begin = out.size();
+    try {
+        shaper(row, out);
+    } catch (...) {
+        out.resize(begin);
+    }
+    return out.size() > begin;
+}
 
 std::unique_ptr<Cursor> readAhead(std::unique_ptr<Cursor> inner, qint64 maxRows, RowShaper shaper)
 {
